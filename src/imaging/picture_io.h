@@ -1,0 +1,18 @@
+#pragma once
+// Loading and saving pictures as BMP files.
+#include "imaging/picture.h"
+
+#include <string>
+
+namespace glintbook {
+
+// Loads a BMP file. A missing, unreadable, truncated or non-BMP file, or one
+// that claims absurd dimensions, throws Failure (platform/failure.h).
+Picture LoadPicture(const std::string& path);
+
+// Saves as an uncompressed 24-bit BMP (BITMAPINFOHEADER, bottom-up rows
+// padded to 4 bytes), written atomically (temporary file, then rename),
+// replacing a file of that name. Throws Failure when it cannot be written.
+void SavePicture(const Picture& picture, const std::string& path);
+
+}  // namespace glintbook

@@ -1,0 +1,49 @@
+#include "failure.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace glintbook {
+
+Failure::Failure(int number, std::string description)
+    : std::runtime_error(description), number_(number), description_(std::move(description)) {}
+
+namespace {
+struct Mapped {
+    int number;
+    const char* text;
+};
+
+Mapped MapErrno(int err) {
+    switch (err) {
+    case ENOENT: return {ErrFileNotFound, "File not found"};
+    case ENOTDIR: return {ErrPathNotFound, "Path not found"};
+    case EACCES:
+    case EPERM:
+    case EROFS: return {ErrPermissionDenied, "Permission denied"};
+    case ENOSPC:
+    case EDQUOT: return {ErrDiskFull, "Disk full"};
+    case EEXIST: return {ErrFileExists, "File already exists"};
+    case EMFILE:
+    case ENFILE: return {ErrTooManyFiles, "Too many files"};
+    case EISDIR:
+    case ETXTBSY:
+    case EBUSY: return {ErrPathFileAccess, "Path/File access error"};
+    case ENOMEM: return {ErrOutOfMemory, "Out of memory"};
+    default: return {ErrPathFileAccess, nullptr};
+    }
+}
+}  // namespace
+
+Failure FailureFromErrno(int err, const std::string& subject) {
+    const Mapped m = MapErrno(err);
+    std::string text = m.text ? m.text : std::string("Path/File access error (") + std::strerror(err) + ")";
+    if (!subject.empty()) text += ": " + subject;
+    return Failure(m.number, text);
+}
+
+std::string FailureMessage(const Failure& failure) {
+    return "Run-time error '" + std::to_string(failure.number()) + "':\n\n" + failure.description();
+}
+
+}  // namespace glintbook

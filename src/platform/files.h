@@ -1,0 +1,47 @@
+#pragma once
+// File operations of the game folder. Every path the program uses is the
+// current directory, taken at the moment of use, followed by a fixed relative
+// path written the way the game writes its own ("\Data Files\Textures\...").
+// Operations that fail throw Failure (failure.h), except the Try... forms,
+// which the settings file uses because its writes fail silently.
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace glintbook::files {
+
+// The process's current directory; empty when it cannot be determined.
+std::string CurrentDirectory();
+
+// The current directory followed by `relative` ("\Morrowind.ini"). The
+// backslashes of the relative part become the platform's separator.
+std::string GamePath(std::string_view relative);
+
+bool FileExists(const std::string& path);    // a regular file (or a link to one)
+bool FolderExists(const std::string& path);  // a directory
+
+std::string ReadFile(const std::string& path);
+std::optional<std::string> TryReadFile(const std::string& path);
+
+// Writes `bytes` to a temporary file beside `path`, flushes it and renames it
+// into place, so that `path` is at every moment either the old file or the
+// whole new one. An existing file's permission bits are kept; a new file gets
+// the ordinary ones (0666 less the umask). On failure the temporary file is
+// removed and `path` is untouched.
+void WriteFileAtomic(const std::string& path, std::string_view bytes);
+bool TryWriteFileAtomic(const std::string& path, std::string_view bytes);
+
+// Copies `from` onto `to`, replacing it; atomic like WriteFileAtomic.
+void CopyFile(const std::string& from, const std::string& to);
+void DeleteFile(const std::string& path);
+void CreateFolder(const std::string& path);  // one level; the parent must exist
+
+// Fault injection for tests: when set, the hook is asked before every step
+// of the operations above ("open", "write", "sync", "rename", "copy",
+// "delete", "mkdir", "read") with the path concerned; a non-zero result is
+// taken as the errno of a failure at that step.
+using FaultHook = std::function<int(std::string_view step, const std::string& path)>;
+void SetFaultHook(FaultHook hook);
+
+}  // namespace glintbook::files

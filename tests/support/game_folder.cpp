@@ -1,0 +1,60 @@
+#include "support/game_folder.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <unistd.h>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace glintbook::test {
+
+GameFolder::GameFolder() : previous_(fs::current_path().string()) {
+    std::string tmpl = (fs::temp_directory_path() / "glintbook-game-XXXXXX").string();
+    std::vector<char> buf(tmpl.begin(), tmpl.end());
+    buf.push_back('\0');
+    if (!::mkdtemp(buf.data())) throw std::runtime_error("mkdtemp failed");
+    path_ = buf.data();
+    fs::current_path(path_);
+}
+
+GameFolder::~GameFolder() {
+    std::error_code ec;
+    fs::current_path(previous_, ec);
+    // Tests may leave read-only folders behind; make them removable first.
+    for (auto it = fs::recursive_directory_iterator(path_, ec); !ec && it != fs::recursive_directory_iterator();
+         it.increment(ec))
+        fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ec);
+    fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ec);
+    fs::remove_all(path_, ec);
+}
+
+std::string GameFolder::file(std::string_view relative) const { return path_ + "/" + std::string(relative); }
+
+void GameFolder::write(std::string_view relative, std::string_view bytes) const {
+    const fs::path p = file(relative);
+    if (p.has_parent_path()) fs::create_directories(p.parent_path());
+    std::ofstream out(p, std::ios::binary | std::ios::trunc);
+    out.write(bytes.data(), std::streamsize(bytes.size()));
+    if (!out) throw std::runtime_error("cannot write " + p.string());
+}
+
+std::string GameFolder::read(std::string_view relative) const {
+    std::ifstream in(file(relative), std::ios::binary);
+    if (!in) throw std::runtime_error("cannot read " + file(relative));
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+bool GameFolder::exists(std::string_view relative) const { return fs::exists(file(relative)); }
+
+void GameFolder::mkdir(std::string_view relative) const { fs::create_directories(file(relative)); }
+
+std::string SharedDir() {
+    if (const char* env = std::getenv("GLINTBOOK_SHARED_DIR")) return env;
+    return GLINTBOOK_SHARED_DIR;
+}
+
+}  // namespace glintbook::test

@@ -1,0 +1,21 @@
+#pragma once
+// The system's process list and starting programs.
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace glintbook::processes {
+
+// The executable file name of every process, as the platform reports it: the
+// file name of the program without its folder ("Morrowind.exe"), in its own
+// letter case. A Windows program running under Wine shows its Windows
+// executable name. nullopt when no snapshot of the list can be taken.
+std::optional<std::vector<std::string>> ExecutableNames();
+
+// Starts the program at `path` with no arguments, `workingDirectory` as its
+// current directory, without waiting for it. On Linux a native executable
+// starts directly and a Windows PE image through `wine` found on PATH.
+// Throws Failure (platform/failure.h) when it cannot be started.
+void StartProgram(const std::string& path, const std::string& workingDirectory);
+
+}  // namespace glintbook::processes

@@ -1,0 +1,37 @@
+#include "app/clear_album.h"
+
+#include "platform/files.h"
+#include "settings/catalogue.h"
+#include "settings/settings_file.h"
+
+namespace glintbook {
+
+namespace {
+
+void CopyStockOntoAlbum(int album) {
+    const int first = AlbumOffset(album);
+    for (int t = first; t < first + AlbumCapacity; ++t)
+        files::CopyFile(files::GamePath(StockTexture), files::GamePath(TexturePrefix + DecimalText(t) + ".bmp"));
+}
+
+void ResetAlbumSettings(int album) {
+    WriteSetting(section::General, key::ScreenShotIndex, DecimalText(AlbumOffset(album)));
+    WriteSetting(section::Own, AlbumIndexKey(album), "0");
+}
+
+}  // namespace
+
+void ClearAlbum(int album) {
+    if (album < 1 || album > AlbumCount) return;
+    // The two orders differ on purpose: a failing copy of album 1 leaves its
+    // settings as they were, while albums 2-4 are already reset by then.
+    if (album == 1) {
+        CopyStockOntoAlbum(album);
+        ResetAlbumSettings(album);
+    } else {
+        ResetAlbumSettings(album);
+        CopyStockOntoAlbum(album);
+    }
+}
+
+}  // namespace glintbook

@@ -1,0 +1,14 @@
+// Glintbook: started in the game's folder, takes no arguments.
+#include "app/frmMain.h"
+
+#include <QApplication>
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    app.setApplicationName("Glintbook");
+    // The program ends only through its own ways out, each with its status.
+    app.setQuitOnLastWindowClosed(false);
+    glintbook::frmMain form;
+    form.show();  // a window without a parent opens centred on the screen
+    return app.exec();
+}

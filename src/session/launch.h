@@ -1,0 +1,20 @@
+#pragma once
+// The Start button: checks the installation and the album, readies the
+// settings, registers the plug-in and starts the game without waiting.
+#include "settings/controls.h"
+
+#include <optional>
+#include <string>
+
+namespace glintbook {
+
+inline constexpr char GameMissingText[] = "Morrowind.exe cannot be found in this folder.";
+inline constexpr char PluginMissingText[] = "The appropriate Glintbook ESP could not be found.";
+inline constexpr char AlbumFullText[] = "The currently selected album is full.";
+
+// Returns the message to show when a check fails (nothing is then written or
+// started), nullopt when the game was started. Session preparation may end
+// the program (ProgramEnd); a game that cannot be started throws Failure.
+std::optional<std::string> LaunchGame(const Controls& controls);
+
+}  // namespace glintbook

@@ -1,0 +1,15 @@
+#pragma once
+// Readies Morrowind.ini for a photo session on the selected album.
+#include "settings/controls.h"
+
+namespace glintbook {
+
+// Writes the first-run defaults once per settings file, makes sure the
+// companion plug-in matching the installation is present, makes sure the
+// selected album has room, and points the game's screenshot counter at the
+// album's next picture number. A missing plug-in or a full album ends the
+// program (throws ProgramEnd) without a message. With no album selected it
+// returns without touching the counter.
+void PrepareSession(const Controls& controls);
+
+}  // namespace glintbook

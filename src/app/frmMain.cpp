@@ -14,6 +14,7 @@
 #include "settings/settings_file.h"
 
 #include <QApplication>
+#include <QButtonGroup>
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QFrame>
@@ -89,7 +90,7 @@ frmMain::frmMain(std::shared_ptr<MessageBoxes> boxes, std::function<void(int)> e
     const char* albumNames[] = {"optAlbum1", "optAlbum2", "optAlbum3", "optAlbum4"};
     for (int k = 0; k < 4; ++k) {
         *albums[k] = new QRadioButton(QString("Album %1").arg(k + 1), this);
-        place(*albums[k], albumNames[k], 120 + 1080 * k, 1200, 975, 255);
+        place(*albums[k], albumNames[k], k == 0 ? 120 : 1080 * k, 1200, 975, 255);
         (*albums[k])->setToolTip("Select which album to use.");
     }
 
@@ -142,6 +143,15 @@ frmMain::frmMain(std::shared_ptr<MessageBoxes> boxes, std::function<void(int)> e
 
     cmdStart->setDefault(true);
     for (QPushButton* b : {cmdStart, cmdClear, cmdSetIndex, cmdExit}) b->setAutoDefault(true);
+
+    // Qt looks for a radio button's auto-exclusive siblings among all
+    // descendants of its parent, so the resolution options inside frmRes
+    // would share the album options' group; explicit groups keep them apart.
+    auto* albumGroup = new QButtonGroup(this);
+    for (QRadioButton* o : {optAlbum1, optAlbum2, optAlbum3, optAlbum4}) albumGroup->addButton(o);
+    auto* resolutionGroup = new QButtonGroup(frmRes);
+    resolutionGroup->addButton(opt512);
+    resolutionGroup->addButton(opt1024);
 
     optAlbum1->setChecked(true);
     opt512->setChecked(true);

@@ -3,6 +3,7 @@
 // a screenshot of a given size with distinct pixels.
 #include "imaging/picture.h"
 #include "imaging/picture_io.h"
+#include "settings/controls.h"
 #include "support/game_folder.h"
 
 #include <string>

@@ -30,6 +30,9 @@ constexpr int WaitMs = 15000;
 // texture, the plug-in, and the simulator installed as the game.
 void InstallGame(const GameFolder& folder) {
     std::filesystem::copy_file(test::SharedDir() + "/ini-vectors/Morrowind-sample.ini", folder.file("Morrowind.ini"));
+    // The shared copy is read-only, and a read-only settings file is never written.
+    std::filesystem::permissions(folder.file("Morrowind.ini"), std::filesystem::perms::owner_write,
+                                 std::filesystem::perm_options::add);
     folder.write("Data Files/Textures/qor_tx_photo_orig.bmp", "stock");
     folder.write("Data Files/Glintbook.esp", "plug-in");
     std::filesystem::copy_file(GAME_SIM_PATH, folder.file("Morrowind.exe"));

@@ -1,0 +1,240 @@
+// Every recorded case of shared/ini-vectors, run against the settings layer:
+// each call's result, and the file afterwards. Where Wine rewrote the whole
+// file, our output is normalised the way the README says Wine does and
+// compared with Wine's bytes, and a line diff shows that the write touched
+// only the lines of the keys and sections it wrote. Cases where this layer
+// follows Windows or chooses otherwise are listed in kOurs with the reason.
+#include "settings/profile.h"
+#include "support/game_folder.h"
+#include "test_ini_lines.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <set>
+
+namespace glintbook::test {
+namespace {
+
+struct Result {
+    long long ret = 0;
+    std::optional<std::string> buffer;  // buffer bytes, then the two bytes after
+};
+
+struct Ours {
+    const char* why;
+    std::optional<std::string> final_bytes;
+    std::map<int, Result> ops;  // call index -> our result
+};
+
+using namespace std::string_literals;
+const std::map<std::string, Ours> kOurs = {
+    {"read_quoted_value_small_buffer",
+     {"a quoted value is cut at size-1 like any other; Wine loses one more character", {},
+      {{5, {12, "quoted value\0\xaa"s}}}}},
+    {"write_value_leading_trailing_spaces",
+     {"values are stored verbatim, as on Windows; reads trim them all the same",
+      "[General]\r\nA=1\r\nLead=   padded\r\nTrail=padded   \r\nBoth=  both  \r\nTab=\tt\t\r\n"s,
+      {}}},
+    {"write_key_with_spaces_around",
+     {"a new key is stored with its name trimmed; Wine keeps the trailing blanks",
+      "[General]\r\nA=2\r\nNew Key=3\r\n"s,
+      {}}},
+    {"utf8_bom_read",
+     {"no UTF-8 BOM detection, as on Windows: the header after the BOM is not one", {},
+      {{0, {3, "def\0\xaa"s}}, {2, {3, "def\0\xaa"s}}, {3, {6, "Other\0\0\xaa"s}}}}},
+    {"utf8_bom_write",
+     {"no UTF-8 BOM detection, as on Windows: [General] is added, bytes kept as given",
+      "\xef\xbb\xbf[General]\r\nKey=val\r\nCaf\xc3\xa9=caf\xc3\xa9\r\n\r\n[Other]\r\nX=1\r\nY=2\r\n"
+      "[General]\r\nKey=\xe9t\xe9\r\n"s,
+      {}}},
+    {"empty_section_header",
+     {"a [] header is section \"\", as on Windows, and stays in the file",
+      "[]\r\ndown=Down\r\n[General]\r\nA=2\r\n"s,
+      {{0, {4, "Down\0\xaa"s}}}}},
+};
+
+std::string Bytes(const QJsonValue& v) {
+    const QByteArray b = v.toString().toLatin1();
+    return std::string(b.constData(), std::size_t(b.size()));
+}
+std::optional<std::string> Arg(const QJsonObject& op, const char* name) {
+    if (op.value(name).isNull()) return std::nullopt;
+    return Bytes(op.value(name));
+}
+
+const QJsonObject& Vectors() {
+    static const QJsonObject doc = [] {
+        QFile f(QString::fromStdString(SharedDir() + "/ini-vectors/profile-vectors.json"));
+        return f.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(f.readAll()).object() : QJsonObject();
+    }();
+    return doc;
+}
+
+std::vector<std::string> CaseIds() {
+    std::vector<std::string> ids;
+    for (const QJsonValue& c : Vectors().value("cases").toArray()) ids.push_back(c["id"].toString().toStdString());
+    if (ids.empty()) ids.push_back("vectors_not_found");
+    return ids;
+}
+
+// What the request leaves in a buffer prefilled with 0xAA, as recorded: the
+// first `ret` bytes and the two after them.
+std::string SeenInBuffer(const profile::Buffer& b, int size) {
+    EXPECT_LE(b.bytes.size(), std::size_t(std::max(size, 0))) << "wrote past the buffer";
+    std::string buf(std::size_t(size) + 2, '\xaa');
+    buf.replace(0, b.bytes.size(), b.bytes);
+    return buf.substr(0, std::size_t(b.count) + 2);
+}
+
+Result RunCall(const QJsonObject& op, const std::string& file) {
+    const std::string call = op["call"].toString().toStdString();
+    const int size = op["size"].toInt();
+    const auto section = Arg(op, "section"), key = Arg(op, "key");
+    auto seen = [&](const profile::Buffer& b) { return Result{b.count, SeenInBuffer(b, size)}; };
+    if (call == "GetPrivateProfileIntA") return {profile::GetInt(file, *section, *key, op["default"].toInt()), {}};
+    if (call == "GetPrivateProfileStringA")
+        return seen(profile::GetStringBuffer(file, section, key, Arg(op, "default"), size));
+    if (call == "GetPrivateProfileSectionA") return seen(profile::GetSection(file, *section, size));
+    if (call == "GetPrivateProfileSectionNamesA") return seen(profile::GetSectionNames(file, size));
+    const auto value = Arg(op, "value");
+    if (!key) return {profile::DeleteSection(file, *section), {}};
+    if (!value) return {profile::DeleteKey(file, *section, *key), {}};
+    return {profile::WriteString(file, *section, *key, *value), {}};
+}
+
+// The file as Wine rewrites it (README): blank lines and "[]" headers
+// dropped, blanks trimmed around headers, keys and values (leading ones only
+// for ';' lines), CR LF after every line.
+std::string WineNormalised(std::string_view s) {
+    std::string out;
+    for (const TextLine& l : SplitLines(s)) {
+        const std::string t = Trimmed(l.text);
+        const LineName n = NameOf(t);
+        const std::size_t eq = t.find('=');
+        if (t.empty() || (n.is_header && Trimmed(t.substr(1, t.rfind(']') - 1)).empty())) continue;
+        if (n.is_header) out += "[" + Trimmed(t.substr(1, t.rfind(']') - 1)) + "]";
+        else if (t[0] == ';') out += l.text.substr(l.text.find(';'));
+        else if (eq != std::string::npos) out += Trimmed(t.substr(0, eq)) + "=" + Trimmed(t.substr(eq + 1));
+        else out += t;
+        out += "\r\n";
+    }
+    return out;
+}
+
+// The diff of initial and final bytes may remove or add only lines of the
+// keys the case writes (a written value's extra lines included) and headers
+// of sections it writes, and whole sections it deletes, each added line with
+// the file's line ending. A new key's line must follow the last non-blank
+// line of its section.
+void ExpectOnlyWrittenLinesTouched(const QJsonArray& ops, const std::string& before, const std::string& after) {
+    std::set<std::string> keys, sections, deleted;
+    for (const QJsonValue& v : ops) {
+        const QJsonObject op = v.toObject();
+        if (op["call"].toString() != "WritePrivateProfileStringA") continue;
+        const std::string section = Lower(Trimmed(*Arg(op, "section")));
+        if (!Arg(op, "key")) { deleted.insert(section); continue; }
+        sections.insert(section);
+        keys.insert(Lower(Trimmed(*Arg(op, "key"))));
+        for (const TextLine& piece : SplitLines(Arg(op, "value").value_or(""))) keys.insert(NameOf(piece.text).name);
+    }
+    const auto a = SplitLines(before), b = SplitLines(after);
+    const LineDiff d = DiffLines(a, b);
+    EXPECT_TRUE(d.endings_kept) << "a kept line changed its line ending";
+    std::set<std::string> replaced;
+    std::string current;
+    std::vector<std::string> sectionOf;  // section of each line of `before`
+    for (const TextLine& l : a) {
+        if (NameOf(l.text).is_header) current = NameOf(l.text).name;
+        sectionOf.push_back(current);
+    }
+    for (std::size_t i : d.removed) {
+        const LineName n = NameOf(a[i].text);
+        replaced.insert(n.name);
+        EXPECT_TRUE(deleted.count(sectionOf[i]) || (!n.is_header && keys.count(n.name)))
+            << "line " << i + 1 << " removed: " << a[i].text;
+    }
+    std::set<std::size_t> added(d.added.begin(), d.added.end());
+    const std::string eol = a.empty() || a[0].ending.empty() ? "\r\n" : a[0].ending;
+    for (std::size_t j : d.added) {
+        const LineName n = NameOf(b[j].text);
+        if (j + 1 < b.size() || !b[j].ending.empty()) {  // a changed last line may stay unended
+            EXPECT_EQ(b[j].ending, eol) << "line " << j + 1 << " added with another line ending";
+        }
+        EXPECT_TRUE(n.is_header ? sections.count(n.name) : keys.count(n.name) > 0)
+            << "line " << j + 1 << " added: " << b[j].text;
+        if (n.is_header || replaced.count(n.name)) continue;
+        EXPECT_TRUE(j == 0 || !Trimmed(b[j - 1].text).empty()) << "blank line before new line " << j + 1;
+        for (std::size_t k = j + 1; k < b.size() && !NameOf(b[k].text).is_header; ++k)
+            EXPECT_TRUE(added.count(k) || Trimmed(b[k].text).empty()) << "new line " << j + 1 << " not at section end";
+    }
+}
+
+class Vector : public ::testing::TestWithParam<std::string> {};
+
+TEST(VectorFile, HoldsEveryCase) {
+    EXPECT_EQ(Vectors().value("format").toString(), "private-profile-vectors/1");
+    EXPECT_EQ(Vectors().value("cases").toArray().size(), Vectors().value("case_count").toInt());
+    EXPECT_EQ(Vectors().value("case_count").toInt(), 58);
+}
+
+TEST_P(Vector, Case) {
+    QJsonObject c;
+    for (const QJsonValue& v : Vectors().value("cases").toArray())
+        if (v["id"].toString().toStdString() == GetParam()) c = v.toObject();
+    ASSERT_FALSE(c.isEmpty()) << "no vectors in " << SharedDir() << "/ini-vectors";
+    const auto dev = kOurs.find(GetParam());
+    const Ours* ours = dev == kOurs.end() ? nullptr : &dev->second;
+    if (ours) RecordProperty("ours", ours->why);
+
+    GameFolder folder;
+    const std::string file = folder.file("Morrowind.ini");
+    const std::string initial = c["initial_exists"].toBool() ? Bytes(c["initial"]) : "";
+    if (c["initial_exists"].toBool()) folder.write("Morrowind.ini", initial);
+
+    const QJsonArray ops = c["ops"].toArray();
+    for (int i = 0; i < ops.size(); ++i) {
+        const QJsonObject op = ops[i].toObject();
+        SCOPED_TRACE("call " + std::to_string(i) + " " + op["call"].toString().toStdString());
+        Result want{op["expect"]["return"].toVariant().toLongLong(), {}};
+        if (op["call"].toString() == "GetPrivateProfileIntA") want.ret = op["expect"]["return_as_int"].toInt();
+        if (op["expect"].toObject().contains("buffer"))
+            want.buffer = Bytes(op["expect"]["buffer"]) + Bytes(op["expect"]["next_bytes"]);
+        if (ours && ours->ops.count(i)) want = ours->ops.at(i);
+        const Result got = RunCall(op, file);
+        EXPECT_EQ(got.ret, want.ret);
+        EXPECT_EQ(got.buffer, want.buffer);
+    }
+
+    EXPECT_EQ(folder.exists("Morrowind.ini"), c["final_exists"].toBool());
+    std::vector<std::string> names;
+    for (const auto& e : std::filesystem::directory_iterator(folder.path())) names.push_back(e.path().filename());
+    EXPECT_EQ(names.size(), c["final_exists"].toBool() ? 1u : 0u) << "stray files left in the folder";
+    if (!c["final_exists"].toBool()) return;
+    const std::string final_bytes = folder.read("Morrowind.ini");
+    if (!c["file_changed"].toBool()) {
+        EXPECT_EQ(final_bytes, initial);
+        return;
+    }
+    if (ours && ours->final_bytes) {
+        EXPECT_EQ(final_bytes, *ours->final_bytes) << ours->why;
+    } else if (c["tags"].toArray().contains("wine-rewrite")) {
+        EXPECT_EQ(WineNormalised(final_bytes), Bytes(c["final"]));
+    } else {
+        EXPECT_EQ(final_bytes, Bytes(c["final"]));
+    }
+    ExpectOnlyWrittenLinesTouched(ops, initial, final_bytes);
+}
+
+INSTANTIATE_TEST_SUITE_P(Recorded, Vector, ::testing::ValuesIn(CaseIds()),
+                         [](const auto& info) { return info.param; });
+
+}  // namespace
+}  // namespace glintbook::test

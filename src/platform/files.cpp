@@ -48,7 +48,14 @@ mode_t NewFileMode() {
 
 // Writes bytes to a fresh temporary beside `path` and renames it into place.
 // Returns 0 or the errno of the step that failed; never leaves the temporary.
-int WriteAtomic(const std::string& path, std::string_view bytes) {
+int WriteAtomic(const std::string& given, std::string_view bytes) {
+    // A link (a settings file kept elsewhere) is followed, so that the file
+    // it points at is replaced, not the link.
+    std::string path = given;
+    if (char* real = ::realpath(given.c_str(), nullptr)) {
+        path = real;
+        std::free(real);
+    }
     std::string tmpl = Directory(path) + "/." + FileName(path) + ".tmp-XXXXXX";
     if (int e = Injected("open", path)) return e;
     std::vector<char> name(tmpl.begin(), tmpl.end());
@@ -108,7 +115,11 @@ std::string CurrentDirectory() {
 }
 
 std::string GamePath(std::string_view relative) {
+    // A current directory that cannot be named (removed under us) must not
+    // turn the game's paths into paths below the root: "." still refers to
+    // it, and every access through it fails as the folder is gone.
     std::string path = CurrentDirectory();
+    if (path.empty()) path = ".";
 #ifdef _WIN32
     path.append(relative);
 #else

@@ -17,7 +17,10 @@
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QFontDatabase>
+#include <QFontMetrics>
 #include <QFrame>
+#include <QStyle>
 #include <QGuiApplication>
 #include <QIcon>
 #include <QLabel>
@@ -57,6 +60,38 @@ QIcon ProgramIcon() {
 
 }  // namespace
 
+// The layout was drawn for a narrow dialog font of about 8 points. Prefer
+// one with those metrics; where only a wider one is installed, step the size
+// down until every caption fits its control, rather than clip the captions.
+QFont frmMain::DialogFont() const {
+    QFont font = QApplication::font();
+    for (const char* family : {"MS Shell Dlg 2", "Tahoma", "Liberation Sans", "Arimo", "Arial", "Nimbus Sans"}) {
+        if (QFontDatabase::hasFamily(family)) {
+            font.setFamily(family);
+            break;
+        }
+    }
+    const QStyle* s = style();
+    const int buttonPad = 2 * s->pixelMetric(QStyle::PM_ButtonMargin) + 4;
+    const int checkPad = s->pixelMetric(QStyle::PM_IndicatorWidth) + s->pixelMetric(QStyle::PM_CheckBoxLabelSpacing) + 4;
+    const int radioPad =
+        s->pixelMetric(QStyle::PM_ExclusiveIndicatorWidth) + s->pixelMetric(QStyle::PM_RadioButtonLabelSpacing) + 4;
+    auto fits = [&](const QFont& f) {
+        const QFontMetrics m(f);
+        for (QPushButton* b : {cmdStart, cmdClear, cmdSetIndex, cmdExit})
+            if (m.horizontalAdvance(b->text()) + buttonPad > b->width()) return false;
+        for (QRadioButton* o : {optAlbum1, optAlbum2, optAlbum3, optAlbum4, opt512, opt1024})
+            if (m.horizontalAdvance(o->text()) + radioPad > o->width()) return false;
+        if (m.horizontalAdvance(chkTwo->text()) + checkPad > chkTwo->width()) return false;
+        return m.horizontalAdvance(lblRes->text()) <= lblRes->width() && m.height() <= chkTwo->height();
+    };
+    for (double points = DialogFontPoints; points > 5; points -= 0.5) {
+        font.setPointSizeF(points);
+        if (fits(font)) break;
+    }
+    return font;
+}
+
 frmMain::frmMain(std::shared_ptr<MessageBoxes> boxes, std::function<void(int)> endProgram)
     : QDialog(nullptr, Qt::Window | Qt::MSWindowsFixedSizeDialogHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                            Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint),
@@ -65,9 +100,6 @@ frmMain::frmMain(std::shared_ptr<MessageBoxes> boxes, std::function<void(int)> e
     setObjectName("frmMain");
     setWindowTitle("Glintbook");
     setWindowIcon(ProgramIcon());
-    QFont dialogFont = font();
-    dialogFont.setPointSize(DialogFontPoints);
-    setFont(dialogFont);
 
     const QScreen* screen = QGuiApplication::primaryScreen();
     scale_ = screen ? screen->logicalDotsPerInch() / 96.0 : 1.0;
@@ -158,6 +190,7 @@ frmMain::frmMain(std::shared_ptr<MessageBoxes> boxes, std::function<void(int)> e
     chkTwo->setChecked(false);
 
     setFixedSize(twips(ClientWidthTwips), twips(ClientHeightTwips));
+    setFont(DialogFont());
 
     auto on = [this](auto* sender, auto signal, void (frmMain::*handler)()) {
         connect(sender, signal, this, [this, handler] { dispatch([this, handler] { (this->*handler)(); }); });

@@ -86,6 +86,7 @@ protected:
     void reject() override;  // Esc
 
 private:
+    QFont DialogFont() const;
     void refreshIndex(int album);
     void unload(int status);
 

@@ -58,6 +58,9 @@ int Grab(int argc, char** argv) {
 }
 
 int Sheet(int argc, char** argv) {
+    // Captions need fonts, which need a GUI application; no display is.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
     const int count = argc - 3, columns = count < 5 ? count : 5, rows = (count + columns - 1) / columns;
     const int cell = 192, caption = 22, gap = 8;
     QImage sheet(columns * (cell + gap) + gap, rows * (cell + caption + gap) + gap, QImage::Format_RGB32);

@@ -2,7 +2,9 @@
 
 #include "imaging/mod_image.h"
 #include "imaging/picture_io.h"
+#include "platform/failure.h"
 #include "platform/files.h"
+#include "session/game_contract.h"
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
 
@@ -15,8 +17,9 @@ constexpr int BookArtSize = 512;
 ImportOutcome ImportScreenshot(const Controls& controls) {
     const std::string base = ReadSettingText(section::General, key::ScreenShotBaseName);
     const long long p = ReadSettingInt(section::General, key::ScreenShotIndex);
+    if (!game::PlainBaseName(base)) throw Failure(ErrBadFileName, "Bad file name or number: " + base);
     const std::string shotNumber = DecimalText(p - 1);
-    const std::string screenshot = files::GamePath("\\" + base + " " + shotNumber + ".bmp");
+    const std::string screenshot = game::ScreenshotPath(base, p - 1);
 
     const std::string archiveFolder = files::GamePath("\\Screenshots");
     if (!files::FolderExists(archiveFolder)) files::CreateFolder(archiveFolder);

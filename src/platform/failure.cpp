@@ -18,6 +18,7 @@ Mapped MapErrno(int err) {
     switch (err) {
     case ENOENT: return {ErrFileNotFound, "File not found"};
     case ENOTDIR: return {ErrPathNotFound, "Path not found"};
+    case ENAMETOOLONG: return {ErrBadFileName, "Bad file name or number"};
     case EACCES:
     case EPERM:
     case EROFS: return {ErrPermissionDenied, "Permission denied"};

@@ -16,11 +16,10 @@ namespace glintbook {
 TickOutcome MonitorTick(bool& gameRunning, const Controls& controls, const ProcessSource& source) {
     const std::string base = ReadSettingText(section::General, key::ScreenShotBaseName);
     const long long index = ReadSettingInt(section::General, key::ScreenShotIndex);
-    const std::string newest = files::GamePath("\\" + base + " " + DecimalText(index - 1) + ".bmp");
 
     // Tested in every tick; before the game has been seen the answer has no
     // effect, so a screenshot lying there waits for the first tick after.
-    if (files::FileExists(newest) && gameRunning) {
+    if (game::PlainBaseName(base) && files::FileExists(game::ScreenshotPath(base, index - 1)) && gameRunning) {
         if (ImportScreenshot(controls) == ImportOutcome::AlbumClosed) CloseSession(controls);
     }
 

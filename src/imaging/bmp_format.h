@@ -1,0 +1,45 @@
+#pragma once
+// BMP pictures in memory: the encoder behind SavePicture and the checked
+// decoder behind LoadPicture, for code that wants the bytes without a file.
+#include "imaging/picture.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace glintbook::bmp {
+
+// Pictures larger than this are refused before anything is decoded: an 8K
+// screenshot (7680 x 4320) fits, a forged header cannot ask for gigabytes.
+constexpr std::int64_t kMaxSide = 32768;
+constexpr std::int64_t kMaxPixels = std::int64_t(1) << 25;
+
+// The picture as an uncompressed 24-bit BMP: a 14-byte file header, a 40-byte
+// BITMAPINFOHEADER, then the rows bottom-up, 3 bytes a pixel (blue, green,
+// red), each row padded with zeros to a multiple of 4 bytes. The game reads
+// this form. Throws Failure(ErrInvalidPicture) for an empty or malformed
+// picture or one too large for the format's 32-bit sizes.
+std::string Encode24(const Picture& picture);
+
+// What a BMP header claims, as far as the checks before decoding need it.
+struct HeaderInfo {
+    std::int64_t width = 0;
+    std::int64_t height = 0;  // negative: rows stored top-down
+    int bitsPerPixel = 0;
+    std::uint32_t compression = 0;  // 0 none, 1 RLE8, 2 RLE4, 3 bit fields
+    std::uint32_t pixelOffset = 0;
+};
+
+// Reads and checks a BMP header against the size of `bytes`: the signature,
+// a known header form, dimensions within the limits above, a supported bit
+// depth and compression, and (uncompressed) all rows present. `name` names
+// the file in the message of the Failure(ErrInvalidPicture) thrown otherwise.
+HeaderInfo CheckHeader(std::string_view bytes, const std::string& name);
+
+// Decodes BMP bytes of any form Qt's BMP reader accepts once CheckHeader has
+// passed them (1/4/8-bit palettes, 16/24/32-bit, RLE, bottom-up or top-down).
+// Alpha bytes are ignored: the colours are taken as stored, as the game's own
+// loader takes them. Throws Failure(ErrInvalidPicture) for anything else.
+Picture Decode(std::string_view bytes, const std::string& name);
+
+}  // namespace glintbook::bmp

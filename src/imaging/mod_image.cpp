@@ -1,0 +1,309 @@
+// ModImage: area-averaging resampling. Every method below gives, pixel for
+// pixel, what the per-pixel double loop of the definition gives; the tests
+// hold them to that.
+#include "imaging/mod_image.h"
+
+#include "imaging/resample_control.h"
+#include "imaging/resample_kernels.h"
+#include "platform/failure.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <cstdlib>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace glintbook {
+
+void SplitColor(Colour colour, std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue) {
+    red = std::uint8_t(colour & 0xFFu);
+    green = std::uint8_t((colour >> 8) & 0xFFu);
+    blue = std::uint8_t((colour >> 16) & 0xFFu);
+}
+
+namespace {
+std::atomic<int> configuredThreads{0};
+}
+
+void SetResampleThreads(int threads) { configuredThreads.store(std::max(threads, 0)); }
+
+int ResampleThreads() {
+    if (const int n = configuredThreads.load(); n > 0) return n;
+    if (const char* env = std::getenv("GLINTBOOK_RESAMPLE_THREADS")) {
+        char* end = nullptr;
+        const long n = std::strtol(env, &end, 10);
+        if (end != env && *end == '\0' && n > 0) return int(std::min(n, 256L));
+    }
+    return int(std::max(1u, std::thread::hardware_concurrency()));
+}
+
+namespace resample {
+
+namespace {
+
+// Below this much work (roughly source pixels read plus multiply-adds) one
+// thread finishes sooner than it takes to start another.
+constexpr double kWorkPerThread = 200000;
+
+// Helper threads that stay alive between calls: starting a thread costs tens
+// of microseconds, a good part of a whole resample. One call at a time uses
+// them; a call that finds them busy does all its bands itself.
+class BandPool {
+public:
+    ~BandPool() {
+        {
+            std::lock_guard lock(mutex_);
+            stop_ = true;
+        }
+        wake_.notify_all();
+        for (auto& t : threads_) t.join();
+    }
+
+    // Runs task(i) for every i in [0, count): the caller takes some, the
+    // helpers (grown to count - 1 of them) the others.
+    void Run(int count, const std::function<void(int)>& task) {
+        std::unique_lock busy(runMutex_, std::try_to_lock);
+        if (!busy.owns_lock()) {
+            for (int i = 0; i < count; ++i) task(i);
+            return;
+        }
+        {
+            std::lock_guard lock(mutex_);
+            while (int(threads_.size()) < count - 1) threads_.emplace_back([this] { Serve(); });
+            task_ = &task;
+            next_ = 0;
+            count_ = count;
+            unfinished_ = count;
+            ++generation_;
+        }
+        wake_.notify_all();
+        Work();
+        std::unique_lock lock(mutex_);
+        done_.wait(lock, [this] { return unfinished_ == 0; });
+        task_ = nullptr;
+    }
+
+private:
+    // Takes and runs tasks of the current call until none is left.
+    void Work() {
+        for (;;) {
+            int i;
+            const std::function<void(int)>* task;
+            {
+                std::lock_guard lock(mutex_);
+                if (next_ >= count_) return;
+                i = next_++;
+                task = task_;
+            }
+            (*task)(i);
+            std::lock_guard lock(mutex_);
+            if (--unfinished_ == 0) done_.notify_all();
+        }
+    }
+
+    void Serve() {
+        std::uint64_t seen = 0;
+        for (;;) {
+            {
+                std::unique_lock lock(mutex_);
+                wake_.wait(lock, [&] { return stop_ || generation_ != seen; });
+                if (stop_) return;
+                seen = generation_;
+            }
+            Work();
+        }
+    }
+
+    std::mutex runMutex_;
+    std::mutex mutex_;
+    std::condition_variable wake_, done_;
+    std::vector<std::thread> threads_;
+    const std::function<void(int)>* task_ = nullptr;
+    int next_ = 0, count_ = 0, unfinished_ = 0;
+    std::uint64_t generation_ = 0;
+    bool stop_ = false;
+};
+
+BandPool& Pool() {
+    static BandPool pool;
+    return pool;
+}
+
+// Runs band(y0, y1) over [0, h) in `bands` bands (2 <= bands <= h) on the
+// calling thread and the pool. An exception in any band is rethrown here.
+template <class Band>
+void RunBands(int h, int bands, const Band& band) {
+    std::vector<std::exception_ptr> errors(static_cast<size_t>(bands));
+    const auto bound = [&](int i) { return int(std::int64_t(h) * i / bands); };
+    Pool().Run(bands, [&](int i) {
+        try {
+            band(bound(i), bound(i + 1));
+        } catch (...) {
+            errors[size_t(i)] = std::current_exception();
+        }
+    });
+    for (auto& e : errors)
+        if (e) std::rethrow_exception(e);
+}
+
+int ThreadsFor(double work, int requested) {
+    const int limit = requested > 0 ? requested : ResampleThreads();
+    return std::clamp(int(work / kWorkPerThread), 1, limit);
+}
+
+}  // namespace
+
+const char* MethodName(Method method) {
+    switch (method) {
+    case Method::Automatic: return "automatic";
+    case Method::Faithful: return "faithful";
+    case Method::ExactScalar: return "exact-scalar";
+    case Method::ExactAvx2: return "exact-avx2";
+    case Method::ExactAvx2Columns: return "exact-avx2-columns";
+    }
+    return "?";
+}
+
+namespace {
+
+// What a call decides before making any pixel: the method and, for the
+// whole-number methods, their plan and tables, each built once.
+struct Setup {
+    bool applies = false;
+    Method method = Method::Faithful;
+    std::optional<ExactPlan> plan;
+    Avx2TablesPtr rows;
+    Avx2ColumnTablesPtr columns;
+};
+
+// Columns first needs a target at least as wide as the source (then each
+// target column has at most two source pixels) and tables that fit.
+Avx2ColumnTablesPtr ColumnTablesFor(const ExactPlan& plan, int W, int w) {
+    if (!CpuHasAvx2() || plan.grid.x.num > plan.grid.x.den) return nullptr;
+    return BuildAvx2ColumnTables(plan.grid, plan.ax, plan.ay.taps, W, w);
+}
+
+// Sets up `wanted`, or with Automatic the fastest method that applies.
+Setup Prepare(int W, int H, int w, int h, Method wanted) {
+    Setup s;
+    if (W < 1 || H < 1 || w < 1 || h < 1) return s;
+    const Grid grid = ExactGrid(W, H, w, h);
+    if (wanted == Method::Faithful || (wanted == Method::Automatic && !grid.exact)) {
+        s.applies = true;
+        return s;
+    }
+    if (!grid.exact) return s;
+    s.plan = BuildExactPlan(W, H, w, h);
+    const bool rowsFirst = CpuHasAvx2() && Avx2Applies(grid);
+    switch (wanted) {
+    case Method::Automatic:
+        // Columns first pays off when no source row is dropped: every source
+        // row's column sums then serve at least one target row.
+        if (!rowsFirst || H <= h) s.columns = ColumnTablesFor(*s.plan, W, w);
+        s.method = s.columns ? Method::ExactAvx2Columns : rowsFirst ? Method::ExactAvx2 : Method::ExactScalar;
+        s.applies = true;
+        break;
+    case Method::ExactScalar:
+        s.method = wanted;
+        s.applies = true;
+        break;
+    case Method::ExactAvx2:
+        s.method = wanted;
+        s.applies = rowsFirst;
+        break;
+    case Method::ExactAvx2Columns:
+        s.method = wanted;
+        s.columns = ColumnTablesFor(*s.plan, W, w);
+        s.applies = s.columns != nullptr;
+        break;
+    case Method::Faithful: break;  // handled above
+    }
+    if (s.applies && s.method == Method::ExactAvx2) s.rows = BuildAvx2Tables(*s.plan, w);
+    return s;
+}
+
+}  // namespace
+
+bool MethodApplies(Method method, int W, int H, int w, int h) { return Prepare(W, H, w, h, method).applies; }
+
+Method ChosenMethod(int W, int H, int w, int h) { return Prepare(W, H, w, h, Method::Automatic).method; }
+
+Picture ResizeWith(const Picture& source, int width, int height, Method method, int threads) {
+    const int W = source.width, H = source.height;
+    if (W < 1 || H < 1 || source.pixels.size() != size_t(W) * size_t(H))
+        throw Failure(ErrBadCall, "Invalid procedure call or argument: resizing an empty or malformed picture");
+    if (width < 1 || height < 1)
+        throw Failure(ErrBadCall, "Invalid procedure call or argument: picture size " + std::to_string(width) +
+                                      " x " + std::to_string(height));
+    const Setup setup = Prepare(W, H, width, height, method);
+    if (!setup.applies)
+        throw Failure(ErrBadCall, std::string("Invalid procedure call or argument: the ") + MethodName(method) +
+                                      " resampler cannot make " + std::to_string(width) + " x " +
+                                      std::to_string(height) + " from " + std::to_string(W) + " x " +
+                                      std::to_string(H));
+
+    // The result owns its pixels and the source is only read: what wrapping
+    // a new bitmap in a picture object that owns it amounts to here.
+    Picture target;
+    target.width = width;
+    target.height = height;
+    target.pixels.resize(size_t(width) * size_t(height));
+    // Runs kernel(y0, y1) over all target rows, on one thread or in bands.
+    const auto run = [&](double work, const auto& kernel) {
+        const int bands = std::min(ThreadsFor(work, threads), height);
+        if (bands == 1)
+            kernel(0, height);
+        else
+            RunBands(height, bands, kernel);
+    };
+
+    const double targetPixels = double(width) * double(height);
+    switch (setup.method) {
+    case Method::Faithful: {
+        const FaithfulAxis ax = BuildFaithfulAxis(W, width);
+        const FaithfulAxis ay = BuildFaithfulAxis(H, height);
+        // Every (column, row) entry pair is one multiply-add per channel.
+        run(double(ax.index.size()) * double(ay.index.size()) * 3,
+            [&](int y0, int y1) { FaithfulRows(source, target, ax, ay, y0, y1); });
+        break;
+    }
+    case Method::ExactScalar: {
+        const ExactPlan& plan = *setup.plan;
+        run(double(W) * double(H + height) * 3 + targetPixels * plan.ax.taps * 3,
+            [&](int y0, int y1) { ExactRowsScalar(source, target, plan, y0, y1); });
+        break;
+    }
+    case Method::ExactAvx2: {
+        const ExactPlan& plan = *setup.plan;
+        // Vectors of 16 channel values vertically, of two target pixels
+        // horizontally.
+        run(double(W) * double(H + height) / 4 + targetPixels * plan.ax.taps / 4 + targetPixels,
+            [&](int y0, int y1) { ExactRowsAvx2(source, target, plan, *setup.rows, y0, y1); });
+        break;
+    }
+    case Method::ExactAvx2Columns: {
+        const ExactPlan& plan = *setup.plan;
+        // Eight target columns a vector: once per source row, then per
+        // target row once per source row under it.
+        run(double(H) * width / 4 + targetPixels * plan.ay.taps / 4 + targetPixels / 2,
+            [&](int y0, int y1) { ExactColumnsAvx2(source, target, plan, *setup.columns, y0, y1); });
+        break;
+    }
+    case Method::Automatic: break;  // never chosen
+    }
+    return target;
+}
+
+}  // namespace resample
+
+Picture ResizePicture(const Picture& source, int width, int height) {
+    return resample::ResizeWith(source, width, height, resample::Method::Automatic);
+}
+
+}  // namespace glintbook

@@ -1,0 +1,191 @@
+// A process killed at any moment of a settings write, an import or an album
+// clearing leaves every file as it was or as it is meant to be, never half
+// written. Each operation runs in a child process that kills itself
+// (SIGKILL) just before its k-th file-system step, for every k, and at
+// random moments; the files are checked after each run.
+#include "app/clear_album.h"
+#include "imaging/import.h"
+#include "imaging/picture_io.h"
+#include "platform/files.h"
+#include "settings/catalogue.h"
+#include "settings/settings_file.h"
+#include "support/game_folder.h"
+
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <set>
+#include <thread>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace glintbook {
+namespace {
+
+namespace fs = std::filesystem;
+using test::GameFolder;
+using Files = std::map<std::string, std::string>;  // relative path -> bytes
+
+enum class Run { Killed, Finished };
+
+// Runs `op` in a child killed before its k-th file-system step (k >= 1), or
+// after `delay` when k is 0.
+Run RunChild(int k, std::chrono::microseconds delay, const std::function<void()>& op) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        int steps = 0;
+        if (k > 0)
+            files::SetFaultHook([&](std::string_view, const std::string&) {
+                if (++steps == k) ::raise(SIGKILL);
+                return 0;
+            });
+        try {
+            op();
+        } catch (...) {
+            ::_exit(3);
+        }
+        ::_exit(0);
+    }
+    if (k == 0) {
+        std::this_thread::sleep_for(delay);
+        ::kill(pid, SIGKILL);
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) return Run::Killed;
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the operation failed in the child";
+    return Run::Finished;
+}
+
+Files Snapshot(const GameFolder& folder) {
+    Files out;
+    for (const auto& e : fs::recursive_directory_iterator(folder.path()))
+        if (e.is_regular_file()) out[fs::relative(e.path(), folder.path()).string()] = folder.read(fs::relative(e.path(), folder.path()).string());
+    return out;
+}
+
+bool IsTemporary(const std::string& relative) {
+    const std::string name = fs::path(relative).filename().string();
+    return name.size() > 1 && name[0] == '.' && name.find(".tmp-") != std::string::npos;
+}
+
+Files WithoutTemporaries(const Files& files) {
+    Files out;
+    for (const auto& [name, bytes] : files)
+        if (!IsTemporary(name)) out.emplace(name, bytes);
+    return out;
+}
+
+// The folder as a whole must be in one of the states the operation passes
+// through: as before, as after one of its steps, or as after. Temporary
+// files of an interrupted write are hidden and never a target, so they are
+// left out of the comparison.
+void ExpectWholeStates(const Files& now, const std::vector<Files>& states, const std::string& context) {
+    const Files seen = WithoutTemporaries(now);
+    for (const Files& s : states)
+        if (WithoutTemporaries(s) == seen) return;
+    std::string differences;
+    const Files last = WithoutTemporaries(states.back());
+    for (const auto& [name, bytes] : seen) {
+        const auto it = last.find(name);
+        if (it == last.end()) differences += " +" + name;
+        else if (it->second != bytes) differences += " ~" + name + "(" + std::to_string(bytes.size()) + " bytes)";
+    }
+    for (const auto& [name, bytes] : last)
+        if (!seen.count(name)) differences += " -" + name;
+    ADD_FAILURE() << context << ": the folder is in no whole state; against the final state:" << differences;
+}
+
+// Kills the operation before each of its steps in turn, then at random
+// moments, restoring the folder from `setup` each time.
+void KillEverywhere(const std::function<void(const GameFolder&)>& setup, const std::function<void()>& op,
+                    const std::vector<Files>& states, int randomRuns) {
+    int k = 1;
+    for (;; ++k) {
+        GameFolder folder;
+        setup(folder);
+        const Run run = RunChild(k, {}, op);
+        ExpectWholeStates(Snapshot(folder), states, "killed before step " + std::to_string(k));
+        if (run == Run::Finished) break;
+        ASSERT_LT(k, 10000) << "the operation never finished";
+    }
+    EXPECT_GT(k, 3);
+    std::mt19937 random(12345);
+    for (int i = 0; i < randomRuns; ++i) {
+        GameFolder folder;
+        setup(folder);
+        RunChild(0, std::chrono::microseconds(random() % 60000), op);
+        ExpectWholeStates(Snapshot(folder), states, "killed at random");
+    }
+}
+
+// The whole states an operation passes through, recorded by running it in a
+// folder of its own: the folder as it is whenever a file operation (a write,
+// copy, deletion, folder creation or read) begins, and at the end. The
+// moments inside a write are not states: a kill there must look like before.
+std::vector<Files> States(const std::function<void(const GameFolder&)>& setup, const std::function<void()>& op) {
+    GameFolder folder;
+    setup(folder);
+    std::vector<Files> states;
+    files::SetFaultHook([&](std::string_view step, const std::string&) {
+        if (step == "open" || step == "copy" || step == "delete" || step == "mkdir" || step == "read")
+            states.push_back(Snapshot(folder));
+        return 0;
+    });
+    op();
+    files::SetFaultHook(nullptr);
+    states.push_back(Snapshot(folder));
+    return states;
+}
+
+void SampleIni(const GameFolder& folder) {
+    fs::copy_file(test::SharedDir() + "/ini-vectors/Morrowind-sample.ini", folder.file("Morrowind.ini"));
+    fs::permissions(folder.file("Morrowind.ini"), fs::perms::owner_write, fs::perm_options::add);
+}
+
+Picture Gradient(int w, int h) {
+    Picture p{w, h, std::vector<Colour>(size_t(w) * size_t(h))};
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) p.at(x, y) = Colour((x * 255 / w) | (y * 255 / h) << 8 | ((x + y) & 0xFF) << 16);
+    return p;
+}
+
+TEST(CrashSafety, SettingsWrite) {
+    const auto setup = [](const GameFolder& f) { SampleIni(f); };
+    const auto op = [] { WriteSetting(section::General, key::ScreenShotIndex, "1234"); };
+    KillEverywhere(setup, op, States(setup, op), 30);
+}
+
+TEST(CrashSafety, ImportOfAFullAlbumThatStartsOver) {
+    const auto setup = [](const GameFolder& f) {
+        SampleIni(f);
+        f.mkdir("Data Files/Textures");
+        f.write("Data Files/Textures/qor_tx_photo_24.bmp", "old texture");
+        f.write("Screenshots/ScreenShot 24_0.bmp", "older copy");
+        WriteSetting(section::General, key::ScreenShotIndex, "25");
+        SavePicture(Gradient(1280, 720), f.file("ScreenShot 24.bmp"));
+    };
+    Controls c;
+    c.opt512 = false;
+    c.opt1024 = true;
+    c.chkTwo = true;
+    const auto op = [c] { ImportScreenshot(c); };
+    KillEverywhere(setup, op, States(setup, op), 30);
+}
+
+TEST(CrashSafety, ClearingAnAlbum) {
+    const auto setup = [](const GameFolder& f) {
+        SampleIni(f);
+        f.write("Data Files/Textures/qor_tx_photo_orig.bmp", std::string(20000, 's'));
+        for (int t = 25; t < 50; t += 3) f.write("Data Files/Textures/qor_tx_photo_" + std::to_string(t) + ".bmp", "taken");
+        WriteSetting(section::Own, "Album2Index", "13");
+    };
+    const auto op = [] { ClearAlbum(2); };
+    KillEverywhere(setup, op, States(setup, op), 20);
+}
+
+}  // namespace
+}  // namespace glintbook

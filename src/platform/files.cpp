@@ -103,6 +103,13 @@ int WriteAtomic(const std::string& given, std::string_view bytes) {
     return 0;
 }
 
+// Writing into, or making a folder in, a folder that is not there: the
+// path, not the file, is what is missing.
+Failure MissingPathFailure(int err, const std::string& path) {
+    if (err == ENOENT) return Failure(ErrPathNotFound, "Path not found: " + path);
+    return FailureFromErrno(err, path);
+}
+
 }  // namespace
 
 std::string CurrentDirectory() {
@@ -168,7 +175,7 @@ std::string ReadFile(const std::string& path) {
 }
 
 void WriteFileAtomic(const std::string& path, std::string_view bytes) {
-    if (int e = WriteAtomic(path, bytes)) throw FailureFromErrno(e, path);
+    if (int e = WriteAtomic(path, bytes)) throw MissingPathFailure(e, path);
 }
 
 bool TryWriteFileAtomic(const std::string& path, std::string_view bytes) {
@@ -188,7 +195,7 @@ void DeleteFile(const std::string& path) {
 
 void CreateFolder(const std::string& path) {
     if (int e = Injected("mkdir", path)) throw FailureFromErrno(e, path);
-    if (::mkdir(path.c_str(), 0777) != 0) throw FailureFromErrno(errno, path);
+    if (::mkdir(path.c_str(), 0777) != 0) throw MissingPathFailure(errno, path);
 }
 
 void SetFaultHook(FaultHook hook) { Hook() = std::move(hook); }

@@ -56,7 +56,9 @@ int WriteAtomic(const std::string& given, std::string_view bytes) {
         path = real;
         std::free(real);
     }
-    std::string tmpl = Directory(path) + "/." + FileName(path) + ".tmp-XXXXXX";
+    // Named after the target so a leftover is recognisable, but short, so
+    // that a target whose name is near the length limit still gets one.
+    std::string tmpl = Directory(path) + "/." + FileName(path).substr(0, 40) + ".tmp-XXXXXX";
     if (int e = Injected("open", path)) return e;
     std::vector<char> name(tmpl.begin(), tmpl.end());
     name.push_back('\0');

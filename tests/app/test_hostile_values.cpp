@@ -9,6 +9,7 @@
 #include "settings/prepare_session.h"
 #include "settings/register_plugin.h"
 #include "settings/settings_file.h"
+#include "support/controls.h"
 #include "support/game_folder.h"
 
 #include <filesystem>
@@ -20,11 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 using test::GameFolder;
 
-Controls Album(int k) {
-    Controls c;
-    c.optAlbum = {k == 1, k == 2, k == 3, k == 4};
-    return c;
-}
+Controls Album(int k) { return test::AlbumControls(k); }
 
 // Every file below `root` other than those below `inside`.
 std::vector<std::string> FilesOutside(const std::string& root, const std::string& inside) {

@@ -3,7 +3,7 @@
 // a screenshot of a given size with distinct pixels.
 #include "imaging/picture.h"
 #include "imaging/picture_io.h"
-#include "settings/controls.h"
+#include "support/controls.h"
 #include "support/game_folder.h"
 
 #include <string>
@@ -22,15 +22,6 @@ inline Picture Pattern(int width, int height, unsigned seed) {
 
 inline void SaveShot(const GameFolder& folder, const std::string& name, int width, int height, unsigned seed = 1) {
     SavePicture(Pattern(width, height, seed), folder.file(name));
-}
-
-inline Controls AlbumControls(int album, int resolution = 512, bool loop = false) {
-    Controls c;
-    c.optAlbum = {album == 1, album == 2, album == 3, album == 4};
-    c.opt512 = resolution == 512;
-    c.opt1024 = resolution == 1024;
-    c.chkTwo = loop;
-    return c;
 }
 
 }  // namespace glintbook::test

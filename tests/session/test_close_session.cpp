@@ -6,16 +6,13 @@
 #include "session/close_session.h"
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
+#include "support/controls.h"
 #include "support/game_folder.h"
 
 namespace glintbook {
 namespace {
 
-Controls Album(int k) {
-    Controls c;
-    c.optAlbum = {k == 1, k == 2, k == 3, k == 4};
-    return c;
-}
+Controls Album(int k) { return test::AlbumControls(k); }
 
 const char* const OtherIndexes = "[Glintbook]\r\nAlbum1Index=11\r\nAlbum2Index=12\r\nAlbum3Index=13\r\nAlbum4Index=14\r\n";
 

@@ -4,6 +4,7 @@
 #include "session/launch.h"
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
+#include "support/controls.h"
 #include "support/game_folder.h"
 
 #include <chrono>
@@ -16,11 +17,7 @@ namespace {
 
 using test::GameFolder;
 
-Controls Album(int k) {
-    Controls c;
-    c.optAlbum = {k == 1, k == 2, k == 3, k == 4};
-    return c;
-}
+Controls Album(int k) { return test::AlbumControls(k); }
 
 // A stand-in game that notes where it was started and ends.
 void InstallGame(const GameFolder& folder) {

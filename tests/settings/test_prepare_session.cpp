@@ -6,16 +6,13 @@
 #include "settings/catalogue.h"
 #include "settings/prepare_session.h"
 #include "settings/settings_file.h"
+#include "support/controls.h"
 #include "support/game_folder.h"
 
 namespace glintbook {
 namespace {
 
-Controls Album(int k) {
-    Controls c;
-    c.optAlbum = {k == 1, k == 2, k == 3, k == 4};
-    return c;
-}
+Controls Album(int k) { return test::AlbumControls(k); }
 
 std::string Own(const std::string& key) { return ReadSettingText(section::Own, key); }
 int Counter() { return ReadSettingInt(section::General, key::ScreenShotIndex); }

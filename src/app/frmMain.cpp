@@ -234,15 +234,23 @@ Controls frmMain::controls() const {
 }
 
 void frmMain::dispatch(const std::function<void()>& handler) {
-    if (ended_) return;
+    if (ended_ || halted_) return;
     try {
         handler();
     } catch (const ProgramEnd& end) {
         unload(end.status);
     } catch (const Failure& failure) {
+        // The box waits in an event loop of its own: stop everything first,
+        // so that no tick or click runs between the failure and the end.
+        halt();
         ShowFailure(*boxes_, failure);
         unload(1);
     }
+}
+
+void frmMain::halt() {
+    halted_ = true;
+    Timer1->stop();
 }
 
 void frmMain::unload(int status) {
@@ -323,7 +331,8 @@ void frmMain::cmdStart_Click() {
 }
 
 void frmMain::Timer1_Timer() {
-    if (MonitorTick(gameRunning_, controls()) == TickOutcome::SnapshotFailed) {
+    if (MonitorTick(gameRunning_, controls(), processSource) == TickOutcome::SnapshotFailed) {
+        halt();  // no further ticks while the box is open
         boxes_->show(CriticalErrorText, "Critical Error", MessageIcon::Stop);
         throw ProgramEnd{1};
     }

@@ -2,6 +2,7 @@
 // The program's only window: every control, every handler and the session
 // routines. The handlers work directly on the controls and Morrowind.ini;
 // the logic they call lives in plain C++ beside them.
+#include "session/monitor.h"
 #include "settings/controls.h"
 
 #include <QDialog>
@@ -47,7 +48,11 @@ public:
     QRadioButton* opt512;
     QRadioButton* opt1024;
     QScrollBar* spnIndex;
-    QTimer* Timer1;
+    QTimer* Timer1;  // public so that tests may shorten its interval; the program never changes it
+
+    // Where the monitor reads the process list; the system's when empty.
+    // Tests set it to watch a list of their own.
+    ProcessSource processSource;
 
     // The option buttons and the check box as the session routines read them.
     Controls controls() const;
@@ -89,12 +94,14 @@ private:
     QFont DialogFont() const;
     void refreshIndex(int album);
     void unload(int status);
+    void halt();  // nothing more runs: the program is about to end
 
     std::shared_ptr<MessageBoxes> boxes_;
     std::function<void(int)> endProgram_;
     double scale_ = 1.0;
     bool gameRunning_ = false;
     bool ended_ = false;
+    bool halted_ = false;
 };
 
 }  // namespace glintbook

@@ -381,6 +381,47 @@ private slots:
         QTest::mouseClick(w.form->optAlbum2, Qt::LeftButton);
         QCOMPARE(Txt(*w.form), std::string("11"));
     }
+
+    void aProcessListThatCannotBeReadStopsWithTheCriticalError() {
+        GameFolder folder;
+        const std::string ini = "[General]\r\nScreen Shot Index=7\r\n";
+        WriteIni(folder, ini);
+        Window w;
+        int snapshots = 0;
+        w.form->processSource = [&snapshots] {
+            ++snapshots;
+            return std::optional<std::vector<std::string>>();
+        };
+        w.form->Timer1->setInterval(20);
+        QTRY_VERIFY(w.endStatus.has_value());
+        QCOMPARE(*w.endStatus, 1);
+        QCOMPARE(w.boxes->shown.size(), size_t(1));
+        QCOMPARE(w.boxes->shown[0].text, std::string("Glintbook encountered a critical error and needs to close."));
+        QCOMPARE(w.boxes->shown[0].caption, std::string("Critical Error"));
+        QVERIFY(w.boxes->shown[0].icon == MessageIcon::Stop);
+        QTest::qWait(100);
+        QCOMPARE(snapshots, 1);
+        QCOMPARE(folder.read("Morrowind.ini"), ini);
+    }
+
+    void theMonitorTicksOnItsOwnFromTheStart() {
+        GameFolder folder;
+        WriteIni(folder, "[Glintbook]\r\nEverRun=1\r\n");
+        folder.write("Data Files/Glintbook.esp", "");
+        Window w;
+        std::vector<std::string> names = {"init"};
+        w.form->processSource = [&names] { return std::optional<std::vector<std::string>>(names); };
+        w.form->Timer1->setInterval(20);
+        QTest::qWait(100);
+        QVERIFY(!w.form->GameRunning());
+        names.push_back("Morrowind.exe");
+        QTRY_VERIFY(w.form->GameRunning());
+        QCOMPARE(ReadSettingInt(section::General, key::ScreenShotIndex), 0);
+        names.pop_back();
+        QTRY_VERIFY(w.endStatus.has_value());
+        QCOMPARE(*w.endStatus, 0);
+        QCOMPARE(ReadSettingText(section::Own, "Album1Index"), std::string("0"));
+    }
 };
 
 QTEST_MAIN(WindowTest)

@@ -1,6 +1,6 @@
 // ModImage: area-averaging resampling. Every method below gives, pixel for
-// pixel, what the per-pixel double loop of the definition gives; the tests
-// hold them to that.
+// pixel, what the reference per-pixel double loop gives (see
+// resample_axis.h); the tests hold them to that.
 #include "imaging/mod_image.h"
 
 #include "imaging/resample_control.h"
@@ -166,6 +166,7 @@ const char* MethodName(Method method) {
     case Method::ExactScalar: return "exact-scalar";
     case Method::ExactAvx2: return "exact-avx2";
     case Method::ExactAvx2Columns: return "exact-avx2-columns";
+    case Method::ExactAvx512Columns: return "exact-avx512-columns";
     }
     return "?";
 }
@@ -179,14 +180,14 @@ struct Setup {
     Method method = Method::Faithful;
     std::optional<ExactPlan> plan;
     Avx2TablesPtr rows;
-    Avx2ColumnTablesPtr columns;
+    std::unique_ptr<ColumnTables> columns;  // for either columns-first kernel
 };
 
 // Columns first needs a target at least as wide as the source (then each
 // target column has at most two source pixels) and tables that fit.
-Avx2ColumnTablesPtr ColumnTablesFor(const ExactPlan& plan, int W, int w) {
-    if (!CpuHasAvx2() || plan.grid.x.num > plan.grid.x.den) return nullptr;
-    return BuildAvx2ColumnTables(plan.grid, plan.ax, plan.ay.taps, W, w);
+std::unique_ptr<ColumnTables> ColumnTablesFor(const ExactPlan& plan, int W, int w, int lanes) {
+    if (plan.grid.x.num > plan.grid.x.den) return nullptr;
+    return BuildColumnTables(plan.grid, plan.ax, plan.ay.taps, W, w, lanes);
 }
 
 // Sets up `wanted`, or with Automatic the fastest method that applies.
@@ -205,8 +206,14 @@ Setup Prepare(int W, int H, int w, int h, Method wanted) {
     case Method::Automatic:
         // Columns first pays off when no source row is dropped: every source
         // row's column sums then serve at least one target row.
-        if (!rowsFirst || H <= h) s.columns = ColumnTablesFor(*s.plan, W, w);
-        s.method = s.columns ? Method::ExactAvx2Columns : rowsFirst ? Method::ExactAvx2 : Method::ExactScalar;
+        if (!rowsFirst || H <= h) {
+            if (CpuHasAvx512() && (s.columns = ColumnTablesFor(*s.plan, W, w, 16))) {
+                s.method = Method::ExactAvx512Columns;
+            } else if (CpuHasAvx2() && (s.columns = ColumnTablesFor(*s.plan, W, w, 8))) {
+                s.method = Method::ExactAvx2Columns;
+            }
+        }
+        if (!s.columns) s.method = rowsFirst ? Method::ExactAvx2 : Method::ExactScalar;
         s.applies = true;
         break;
     case Method::ExactScalar:
@@ -219,7 +226,12 @@ Setup Prepare(int W, int H, int w, int h, Method wanted) {
         break;
     case Method::ExactAvx2Columns:
         s.method = wanted;
-        s.columns = ColumnTablesFor(*s.plan, W, w);
+        if (CpuHasAvx2()) s.columns = ColumnTablesFor(*s.plan, W, w, 8);
+        s.applies = s.columns != nullptr;
+        break;
+    case Method::ExactAvx512Columns:
+        s.method = wanted;
+        if (CpuHasAvx512()) s.columns = ColumnTablesFor(*s.plan, W, w, 16);
         s.applies = s.columns != nullptr;
         break;
     case Method::Faithful: break;  // handled above
@@ -248,8 +260,6 @@ Picture ResizeWith(const Picture& source, int width, int height, Method method, 
                                       std::to_string(height) + " from " + std::to_string(W) + " x " +
                                       std::to_string(H));
 
-    // The result owns its pixels and the source is only read: what wrapping
-    // a new bitmap in a picture object that owns it amounts to here.
     Picture target;
     target.width = width;
     target.height = height;
@@ -295,8 +305,16 @@ Picture ResizeWith(const Picture& source, int width, int height, Method method, 
             [&](int y0, int y1) { ExactColumnsAvx2(source, target, plan, *setup.columns, y0, y1); });
         break;
     }
+    case Method::ExactAvx512Columns: {
+        const ExactPlan& plan = *setup.plan;
+        run(double(H) * width / 8 + targetPixels * plan.ay.taps / 8 + targetPixels / 4,
+            [&](int y0, int y1) { ExactColumnsAvx512(source, target, plan, *setup.columns, y0, y1); });
+        break;
+    }
     case Method::Automatic: break;  // never chosen
     }
+    // BitmapToPicture's part: the new picture owns its pixels and goes to the
+    // caller, who releases it; the source was only read.
     return target;
 }
 

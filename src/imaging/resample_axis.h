@@ -2,11 +2,15 @@
 // The geometry of area averaging along one axis, and the test that decides
 // whether the whole-number methods may stand in for the double arithmetic.
 //
-// Along an axis of n source pixels resampled to m target pixels, r = n / m
-// (a double) and target index t spans [t*r, (t+1)*r), each edge its own
-// double product. The source indices under the span run from trunc(t*r) to
-// trunc((t+1)*r), less one when the end is a whole number, and each gets the
-// length of its overlap with the span as its weight.
+// The reference computation, which every method reproduces to the bit: with
+// rx = W/w and ry = H/h in doubles, target pixel (x, y) spans
+// [x*rx, (x+1)*rx) by [y*ry, (y+1)*ry), each edge its own double product
+// ((x+1)*rx is not x*rx + rx). The source columns under it run from trunc(x1)
+// to trunc(x2), less one when x2 is a whole number, each weighted by the
+// length of its overlap with the span, fx; rows likewise, fy. Per target
+// pixel, source column outer and row inner, weight = fx*fy and
+// sum += weight*value per channel, in doubles; each sum is divided by
+// (x2-x1)*(y2-y1) and rounded to the nearest whole number, halves to even.
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -25,7 +29,7 @@ inline std::uint32_t RoundHalfEven(double q) {
     return n;
 }
 
-// One axis in double arithmetic, in the definition's order. Indices past the
+// One axis in double arithmetic, in the reference loop's order. Indices past the
 // last source pixel (a span edge that rounds just beyond n) are clamped to it.
 struct FaithfulAxis {
     std::vector<int> first;       // m + 1 offsets into index and weight

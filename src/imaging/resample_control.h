@@ -19,10 +19,11 @@ namespace glintbook::resample {
 
 enum class Method {
     Automatic,    // the fastest method that applies
-    Faithful,     // double arithmetic in the definition's order; any size
+    Faithful,     // double arithmetic in the reference loop's order; any size
     ExactScalar,  // whole-number sums, portable C++; exact sizes only
     ExactAvx2,    // whole-number sums, AVX2, rows first; exact sizes within 16-bit bounds
     ExactAvx2Columns,  // the same, columns first; sizes that do not shrink across
+    ExactAvx512Columns,  // columns first with AVX-512
 };
 
 const char* MethodName(Method method);

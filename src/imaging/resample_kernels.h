@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace glintbook::resample {
 
@@ -26,7 +27,7 @@ struct ExactPlan {
 ExactPlan BuildExactPlan(int W, int H, int w, int h);
 
 // Portable: 32-bit vertical sums, 64-bit horizontal sums, and the double
-// quotient taken exactly as the definition takes it.
+// quotient taken exactly as the reference loop takes it.
 void ExactRowsScalar(const Picture& source, Picture& target, const ExactPlan& plan, int y0, int y1);
 
 // AVX2, rows first: 16-bit vertical sums, 32-bit horizontal sums, and the quotient by a
@@ -43,20 +44,29 @@ Avx2TablesPtr BuildAvx2Tables(const ExactPlan& plan, int w);
 void ExactRowsAvx2(const Picture& source, Picture& target, const ExactPlan& plan, const Avx2Tables& tables,
                    int y0, int y1);
 
-// AVX2, columns first, for sizes that do not shrink across: per source row,
-// each target column's one or two source pixels, gathered within a register
-// for eight target columns at a time, weighted and kept per channel; then per
-// target row the weighted sum of those rows and the same rounding as above.
-// Builds no tables (null) when some eight target columns reach over more
-// than eight source pixels.
-struct Avx2ColumnTables;
-struct Avx2ColumnTablesDeleter {
-    void operator()(Avx2ColumnTables* tables) const;
+// Columns first, for sizes that do not shrink across (every target column
+// then has one or two source pixels): per source row, each target column's
+// pixels, gathered within a register for `lanes` target columns at a time (8
+// with AVX2, 16 with AVX-512), weighted and kept per channel; then per target
+// row the weighted sum of those rows and a rounding that gives the loop's
+// result (see resample_avx2_columns.cpp). No tables (null) when some group of
+// target columns reaches over more than `lanes` source pixels or the sizes
+// are outside the rounding's bound.
+struct ColumnTables {
+    int lanes = 0;                      // target columns per group
+    int groups = 0;                     // ceil(w / lanes)
+    std::vector<std::int32_t> base;     // per group: the first of the `lanes` source pixels it reads
+    std::vector<std::int32_t> index;    // per group: `lanes` indices (from base) of each column's first
+                                        // source pixel, then `lanes` of its second
+    std::vector<std::int32_t> weight;   // per group: per column, its two weights as 16-bit halves
 };
-using Avx2ColumnTablesPtr = std::unique_ptr<Avx2ColumnTables, Avx2ColumnTablesDeleter>;
-Avx2ColumnTablesPtr BuildAvx2ColumnTables(const Grid& grid, const ExactAxis& ax, int rowTaps, int W, int w);
-void ExactColumnsAvx2(const Picture& source, Picture& target, const ExactPlan& plan, const Avx2ColumnTables& tables,
+std::unique_ptr<ColumnTables> BuildColumnTables(const Grid& grid, const ExactAxis& ax, int rowTaps, int W, int w,
+                                                int lanes);
+void ExactColumnsAvx2(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
                       int y0, int y1);
+bool CpuHasAvx512();  // F and BW
+void ExactColumnsAvx512(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
+                        int y0, int y1);
 
 // The AVX2 kernel's last step on its own, for testing it against the double
 // quotient: out[i] = round-half-even(sums[i] / area) for sums[i] <= 255*area.

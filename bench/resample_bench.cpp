@@ -1,0 +1,256 @@
+// Times the resampler against OpenCV's INTER_AREA resize and against the
+// reference per-pixel loop (the tests' oracle), on the same images in one
+// run, and a whole import's picture work against the same done with OpenCV.
+// Prints Markdown tables. OpenCV serves only here, as the yardstick.
+//
+//   glintbook_bench_resample [--quick] [--dir FOLDER]
+//
+// --dir: where the import's BMP files go (default /dev/shm when it exists,
+// else the temporary folder); --quick: fewer repetitions.
+//
+// Our thread count is set with SetResampleThreads (resample_control.h; the
+// environment variable GLINTBOOK_RESAMPLE_THREADS does the same for the
+// program), OpenCV's with cv::setNumThreads.
+#include "imaging/bmp_format.h"
+#include "imaging/mod_image.h"
+#include "imaging/picture_io.h"
+#include "imaging/resample_control.h"
+#include "resample_oracle.h"
+
+#include <opencv2/core.hpp>
+#include <opencv2/core/utility.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using glintbook::Picture;
+using Clock = std::chrono::steady_clock;
+
+bool quick = false;
+
+struct Stats {
+    double median = 0, min = 0;
+};
+
+Stats Summary(std::vector<double> times) {
+    std::sort(times.begin(), times.end());
+    return {times[times.size() / 2], times.front()};
+}
+
+double Ms(Clock::time_point from) { return std::chrono::duration<double, std::milli>(Clock::now() - from).count(); }
+
+// Times `a` and `b` in alternating blocks of back-to-back calls (steady
+// state: each block starts with a warm-up call and runs for about a quarter
+// of a second), three blocks each, so that drifting load on a shared machine
+// meets both alike. With `paced`, alternating single calls each after a 5 ms
+// pause instead: a cold call, as one import makes. The pauses also let
+// OpenCV's worker threads, which spin for a while after a call, go idle
+// before either side runs.
+std::pair<Stats, Stats> TimePair(const std::function<void()>& a, const std::function<void()>& b, bool paced = false) {
+    std::vector<double> ta, tb;
+    const auto block = [&](const std::function<void()>& run, std::vector<double>& times) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(paced ? 5 : 20));
+        if (paced) {
+            const auto t0 = Clock::now();
+            run();
+            times.push_back(Ms(t0));
+            return;
+        }
+        run();
+        const auto start = Clock::now();
+        for (int n = 0; n < 10 || (Ms(start) < (quick ? 50 : 250) && n < 300); ++n) {
+            const auto t0 = Clock::now();
+            run();
+            times.push_back(Ms(t0));
+        }
+    };
+    for (int i = 0; i < (paced ? 31 : 3); ++i) {
+        block(a, ta);
+        block(b, tb);
+    }
+    return {Summary(ta), Summary(tb)};
+}
+
+Stats Time(const std::function<void()>& run, int runs) {
+    std::vector<double> times;
+    for (int i = -1; i < (quick ? std::min(runs, 3) : runs); ++i) {
+        const auto t0 = Clock::now();
+        run();
+        if (i >= 0) times.push_back(Ms(t0));
+    }
+    return Summary(times);
+}
+
+// The same colours as an OpenCV BGR image (its native layout for BMP files).
+cv::Mat ToMat(const Picture& p) {
+    cv::Mat m(p.height, p.width, CV_8UC3);
+    for (int y = 0; y < p.height; ++y) {
+        auto* row = m.ptr<std::uint8_t>(y);
+        for (int x = 0; x < p.width; ++x) {
+            const auto c = p.at(x, y);
+            row[3 * x] = std::uint8_t(c >> 16);
+            row[3 * x + 1] = std::uint8_t(c >> 8);
+            row[3 * x + 2] = std::uint8_t(c);
+        }
+    }
+    return m;
+}
+
+long DifferingPixels(const Picture& ours, const cv::Mat& theirs) {
+    long n = 0;
+    for (int y = 0; y < ours.height; ++y) {
+        const auto* row = theirs.ptr<std::uint8_t>(y);
+        for (int x = 0; x < ours.width; ++x) {
+            const auto c = ours.at(x, y);
+            n += row[3 * x] != std::uint8_t(c >> 16) || row[3 * x + 1] != std::uint8_t(c >> 8) ||
+                 row[3 * x + 2] != std::uint8_t(c);
+        }
+    }
+    return n;
+}
+
+void Resampling(int threads) {
+    struct Size {
+        int w, h;
+    };
+    const Size sources[] = {{800, 600}, {1024, 1024}, {1920, 1080}, {3840, 2160}};
+    std::printf("\n### Resampling, steady state (ms: median over three alternating blocks of back-to-back calls, "
+                "fastest in brackets)\n\n");
+    std::printf("| source | target | our method | threads | ours | OpenCV INTER_AREA | per-pixel loop | OpenCV / ours "
+                "| loop / ours | pixels where OpenCV differs |\n");
+    std::printf("|---|---|---|---|---:|---:|---:|---:|---:|---:|\n");
+    for (const Size s : sources) {
+        const Picture source = glintbook::test::RandomPicture(s.w, s.h, 12345);
+        const cv::Mat mat = ToMat(source);
+        for (int side : {512, 1024}) {
+            if (s.w == 1024 && side == 1024) continue;  // 1024x1024 only for the plain halving
+            const char* method = glintbook::resample::MethodName(glintbook::resample::ChosenMethod(s.w, s.h, side, side));
+            Picture looped;  // single-threaded, as written
+            const Stats loop = Time([&] { looped = glintbook::test::OracleResize(source, side, side); }, 3);
+            for (int t : {1, threads}) {
+                if (t == threads && threads == 1) break;
+                glintbook::SetResampleThreads(t);
+                cv::setNumThreads(t);
+                Picture ours;
+                cv::Mat theirs;
+                const auto [o, c] = TimePair([&] { ours = glintbook::ResizePicture(source, side, side); },
+                                             [&] {
+                                                 cv::Mat dst;  // a new picture each time, as ours makes
+                                                 cv::resize(mat, dst, cv::Size(side, side), 0, 0, cv::INTER_AREA);
+                                                 theirs = dst;
+                                             });
+                if (ours.pixels != looped.pixels) std::printf("**MISMATCH with the loop**\n");
+                std::printf("| %dx%d | %d² | %s | %d | %.2f (%.2f) | %.2f (%.2f) | %.1f | %.1fx | %.0fx | %ld of %d |\n",
+                            s.w, s.h, side, method, t, o.median, o.min, c.median, c.min, loop.median,
+                            c.median / o.median, loop.median / o.median, DifferingPixels(ours, theirs), side * side);
+            }
+        }
+    }
+}
+
+// Single calls after a pause, both sides alike: what one import pays.
+void Paced() {
+    std::printf("\n### Resampling, paced: each call after a 5 ms pause (ms: median of 31 calls, fastest in "
+                "brackets; 1 thread)\n\n");
+    std::printf("| source | target | ours | OpenCV INTER_AREA | OpenCV / ours |\n|---|---|---:|---:|---:|\n");
+    glintbook::SetResampleThreads(1);
+    cv::setNumThreads(1);
+    for (auto [w, h, side] : {std::tuple{800, 600, 512}, {800, 600, 1024}, {1920, 1080, 512}, {1920, 1080, 1024}}) {
+        const Picture source = glintbook::test::RandomPicture(w, h, 12345);
+        const cv::Mat mat = ToMat(source);
+        const auto [o, c] = TimePair([&] { (void)glintbook::ResizePicture(source, side, side); },
+                                     [&] {
+                                         cv::Mat dst;
+                                         cv::resize(mat, dst, cv::Size(side, side), 0, 0, cv::INTER_AREA);
+                                     },
+                                     true);
+        std::printf("| %dx%d | %d² | %.2f (%.2f) | %.2f (%.2f) | %.1fx |\n", w, h, side, o.median, o.min, c.median,
+                    c.min, c.median / o.median);
+    }
+}
+
+void Import(const std::string& dir, int threads, int album) {
+    const Picture shot = glintbook::test::RandomPicture(1920, 1080, 777);
+    const std::string in = dir + "/glintbook-bench-shot.bmp";
+    glintbook::SavePicture(shot, in);
+    const std::string outAlbum = dir + "/glintbook-bench-album.bmp", outBook = dir + "/glintbook-bench-book.bmp";
+    const std::string cvAlbum = dir + "/glintbook-bench-cv-album.bmp", cvBook = dir + "/glintbook-bench-cv-book.bmp";
+    for (int t : {1, threads}) {
+        if (t == threads && threads == 1) break;
+        glintbook::SetResampleThreads(t);
+        cv::setNumThreads(t);
+        const auto [ours, theirs] = TimePair(
+            [&] {
+                const Picture p = glintbook::LoadPicture(in);
+                glintbook::SavePicture(glintbook::ResizePicture(p, album, album), outAlbum);
+                glintbook::SavePicture(glintbook::ResizePicture(p, 512, 512), outBook);
+            },
+            [&] {
+                const cv::Mat m = cv::imread(in, cv::IMREAD_COLOR);
+                cv::Mat a, b;
+                cv::resize(m, a, cv::Size(album, album), 0, 0, cv::INTER_AREA);
+                cv::imwrite(cvAlbum, a);
+                cv::resize(m, b, cv::Size(512, 512), 0, 0, cv::INTER_AREA);
+                cv::imwrite(cvBook, b);
+            });
+        // The parts of ours, for the record.
+        Picture p, r1, r2;
+        const Stats load = Time([&] { p = glintbook::LoadPicture(in); }, 15);
+        const Stats resize = Time(
+            [&] {
+                r1 = glintbook::ResizePicture(p, album, album);
+                r2 = glintbook::ResizePicture(p, 512, 512);
+            },
+            15);
+        const Stats save = Time(
+            [&] {
+                glintbook::SavePicture(r1, outAlbum);
+                glintbook::SavePicture(r2, outBook);
+            },
+            15);
+        const Stats cvLoad = Time([&] { volatile bool e = cv::imread(in, cv::IMREAD_COLOR).empty(); (void)e; }, 15);
+        std::printf("| 1920x1080 -> %d² + 512² | %d | %.2f (%.2f) | %.2f (%.2f) | %.2fx | %.2f / %.2f / %.2f | %.2f |\n",
+                    album, t, ours.median, ours.min, theirs.median, theirs.min, theirs.median / ours.median,
+                    load.median, resize.median, save.median, cvLoad.median);
+    }
+    for (const auto& f : {in, outAlbum, outBook, cvAlbum, cvBook}) std::filesystem::remove(f);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::string dir = std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path().string();
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--quick") == 0)
+            quick = true;
+        else if (std::strcmp(argv[i], "--dir") == 0 && i + 1 < argc)
+            dir = argv[++i];
+        else {
+            std::fprintf(stderr, "usage: glintbook_bench_resample [--quick] [--dir FOLDER]\n");
+            return 2;
+        }
+    }
+    const int threads = int(std::max(1u, std::thread::hardware_concurrency()));
+    std::printf("Hardware threads: %d; OpenCV %s\n", threads, CV_VERSION);
+    Resampling(threads);
+    Paced();
+    std::printf("\n### Import picture work (ms: median, fastest in brackets, as above; files in %s)\n\n", dir.c_str());
+    std::printf("Ours: LoadPicture, two ResizePicture, two SavePicture (atomic: temporary file, fsync, rename).\n");
+    std::printf("OpenCV: imread, two resize INTER_AREA, two imwrite (no fsync).\n\n");
+    std::printf("| work | threads | ours | OpenCV | OpenCV / ours | ours: load / resample / save | OpenCV imread |\n");
+    std::printf("|---|---|---:|---:|---:|---|---:|\n");
+    for (int album : {512, 1024}) Import(dir, threads, album);
+    glintbook::SetResampleThreads(0);
+    return 0;
+}

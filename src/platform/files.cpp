@@ -167,6 +167,8 @@ std::string ReadFile(const std::string& path) {
     FILE* f = std::fopen(path.c_str(), "rb");
     if (!f) throw FailureFromErrno(errno, path);
     std::string data;
+    struct stat st {};
+    if (::fstat(::fileno(f), &st) == 0 && st.st_size > 0) data.reserve(size_t(st.st_size));
     char buf[1 << 16];
     size_t n;
     while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) data.append(buf, n);

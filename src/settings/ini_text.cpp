@@ -202,6 +202,9 @@ std::optional<std::string> Edit(std::string_view text, std::string_view sectionN
     }
     if (section.found) {
         const std::size_t at = found.insertAt;
+        // Ended by a lone CR, the new line would join the LF of a blank line
+        // after it into one CR LF and swallow that line: it gets CR LF then.
+        if (eol == "\r" && at < text.size() && text[at] == '\n') entry.append("\n");
         return Splice(text, at, at, NeedsEnding(text, at) ? std::string(eol) + entry : entry);
     }
     const std::string_view name = Trim(sectionName);

@@ -33,6 +33,8 @@
 #include <QScrollBar>
 #include <QTimer>
 #include <cmath>
+#include <new>
+#include <stdexcept>
 
 namespace glintbook {
 
@@ -240,12 +242,20 @@ void frmMain::dispatch(const std::function<void()>& handler) {
     } catch (const ProgramEnd& end) {
         unload(end.status);
     } catch (const Failure& failure) {
-        // The box waits in an event loop of its own: stop everything first,
-        // so that no tick or click runs between the failure and the end.
-        halt();
-        ShowFailure(*boxes_, failure);
-        unload(1);
+        fail(failure);
+    } catch (const std::bad_alloc&) {
+        fail(Failure(ErrOutOfMemory, "Out of memory"));
+    } catch (const std::exception& e) {
+        fail(Failure(ErrInternal, std::string("Internal error: ") + e.what()));
     }
+}
+
+void frmMain::fail(const Failure& failure) {
+    // The box waits in an event loop of its own: stop everything first, so
+    // that no tick or click runs between the failure and the end.
+    halt();
+    ShowFailure(*boxes_, failure);
+    unload(1);
 }
 
 void frmMain::halt() {

@@ -20,6 +20,7 @@ class QTimer;
 
 namespace glintbook {
 
+class Failure;
 class MessageBoxes;
 
 class frmMain : public QDialog {
@@ -95,6 +96,7 @@ private:
     void refreshIndex(int album);
     void unload(int status);
     void halt();  // nothing more runs: the program is about to end
+    void fail(const Failure& failure);
 
     std::shared_ptr<MessageBoxes> boxes_;
     std::function<void(int)> endProgram_;

@@ -14,6 +14,7 @@ namespace glintbook {
 enum ErrorNumber : int {
     ErrBadCall = 5,          // invalid procedure call or argument
     ErrOutOfMemory = 7,
+    ErrInternal = 51,
     ErrBadFileName = 52,
     ErrFileNotFound = 53,
     ErrFileAlreadyOpen = 55,

@@ -1,5 +1,6 @@
 // The main window: its controls, their layout and roles, the index display
 // and the ways the program ends from the window.
+#include "platform/failure.h"
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
 #include "support/game_folder.h"
@@ -15,6 +16,8 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
+#include <functional>
+#include <stdexcept>
 
 using namespace glintbook;
 using glintbook::test::GameFolder;
@@ -402,6 +405,34 @@ private slots:
         QTest::qWait(100);
         QCOMPARE(snapshots, 1);
         QCOMPARE(folder.read("Morrowind.ini"), ini);
+    }
+
+    void anyFailureInAHandlerIsShownAndEndsTheProgram() {
+        struct Case {
+            std::function<void()> handler;
+            const char* shown;
+        };
+        const Case cases[] = {
+            {[] { throw Failure(ErrPathNotFound, "Path not found: x"); }, "Run-time error '76':\n\nPath not found: x"},
+            {[] { throw std::bad_alloc(); }, "Run-time error '7':\n\nOut of memory"},
+            {[] { throw std::out_of_range("index"); }, "Run-time error '51':\n\nInternal error: index"},
+        };
+        for (const Case& c : cases) {
+            GameFolder folder;
+            Window w;
+            bool after = false;
+            w.form->dispatch([&] {
+                c.handler();
+                after = true;
+            });
+            QVERIFY(!after);
+            QCOMPARE(w.endStatus, std::optional<int>(1));
+            QCOMPARE(w.boxes->shown.size(), size_t(1));
+            QCOMPARE(w.boxes->shown[0].text, std::string(c.shown));
+            QVERIFY(!w.form->Timer1->isActive());
+            w.form->dispatch([&] { after = true; });  // nothing runs once it has ended
+            QVERIFY(!after);
+        }
     }
 
     void theMonitorTicksOnItsOwnFromTheStart() {

@@ -132,14 +132,7 @@ GB_AVX2 void Horizontal(const std::uint16_t* v, const Avx2Tables& t, std::int32_
         // Per 128-bit half, packing leaves pixels x, x+2, x+4, x+6 (low)
         // and x+1, x+3, x+5, x+7 (high); the permutation restores the order.
         const __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(q01, q23), _mm256_packs_epi32(q45, q67));
-        const __m256i pixels = _mm256_and_si256(_mm256_permutevar8x32_epi32(bytes, interleave), colourMask);
-        if (x + 8 <= w) {
-            _mm256_storeu_si256((__m256i*)(out + x), pixels);
-        } else {
-            alignas(32) Colour last[8];
-            _mm256_store_si256((__m256i*)last, pixels);
-            for (int i = 0; x + i < w; ++i) out[x + i] = last[i];
-        }
+        StoreEight(out, x, w, _mm256_and_si256(_mm256_permutevar8x32_epi32(bytes, interleave), colourMask));
     }
 }
 

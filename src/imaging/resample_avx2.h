@@ -26,6 +26,17 @@ constexpr std::int64_t kMaxArea = (1 << 14) - 1;
 
 #ifdef GB_HAVE_AVX2_KERNEL
 
+// Stores eight pixels at out[x..x+7], only those below w at a row's end.
+GB_AVX2 inline void StoreEight(Colour* out, int x, int w, __m256i pixels) {
+    if (x + 8 <= w) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x), pixels);
+    } else {
+        alignas(32) Colour last[8];
+        _mm256_store_si256(reinterpret_cast<__m256i*>(last), pixels);
+        for (int i = 0; x + i < w; ++i) out[x + i] = last[i];
+    }
+}
+
 // Turning a sum S (units of 1/(k*l)) into the channel value, with D = P*Q.
 // The double computation gives round-half-even(fl(S/D)) (see ExactGrid); this
 // gives the same from a single-precision reciprocal, for D <= kMaxArea:

@@ -156,14 +156,7 @@ GB_AVX2 void RowSums(const float* const* rows, const float* coefficients, const 
         }
         const __m256i pixels =
             _mm256_or_si256(n[0], _mm256_or_si256(_mm256_slli_epi32(n[1], 8), _mm256_slli_epi32(n[2], 16)));
-        const int x = 8 * g;
-        if (x + 8 <= w) {
-            _mm256_storeu_si256((__m256i*)(out + x), pixels);
-        } else {
-            alignas(32) Colour last[8];
-            _mm256_store_si256((__m256i*)last, pixels);
-            for (int i = 0; x + i < w; ++i) out[x + i] = last[i];
-        }
+        StoreEight(out, 8 * g, w, pixels);
     }
 }
 

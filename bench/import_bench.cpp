@@ -3,7 +3,7 @@
 // (every file written through a temporary file, flushed to disk and renamed),
 // and the screenshot is deleted.
 //   glintbook_bench_import [FOLDER] [RUNS]
-#include "imaging/import.h"
+#include "session/import.h"
 #include "imaging/picture_io.h"
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
@@ -34,9 +34,8 @@ int main(int argc, char** argv) {
         Picture shot{size.w, size.h, std::vector<Colour>(size_t(size.w) * size_t(size.h))};
         for (Colour& c : shot.pixels) c = random() & 0x00FFFFFF;
         for (const int texture : {512, 1024}) {
-            Controls controls;
-            controls.opt512 = texture == 512;
-            controls.opt1024 = texture == 1024;
+            Choices controls;
+            controls.textureSize = texture;
             std::vector<double> ms;
             for (int i = 0; i < runs; ++i) {
                 WriteSetting(section::General, key::ScreenShotIndex, "1");

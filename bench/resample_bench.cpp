@@ -12,9 +12,9 @@
 // environment variable GLINTBOOK_RESAMPLE_THREADS does the same for the
 // program), OpenCV's with cv::setNumThreads.
 #include "imaging/bmp_format.h"
-#include "imaging/mod_image.h"
+#include "imaging/resample.h"
 #include "imaging/picture_io.h"
-#include "imaging/resample_control.h"
+#include "imaging/resample.h"
 #include "resample_oracle.h"
 
 #include <opencv2/core.hpp>

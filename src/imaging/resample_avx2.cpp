@@ -1,7 +1,7 @@
 // The whole-number method with AVX2, rows first: chosen at run time when the
 // CPU has AVX2. Only the functions marked GB_AVX2 use AVX2 instructions, so
 // the rest of the program still runs on any x86-64.
-#include "imaging/resample_avx2.h"
+#include "imaging/resample_simd.h"
 #include "platform/failure.h"
 
 #include <algorithm>

@@ -5,7 +5,7 @@
 // can gather theirs from as many neighbouring source pixels inside a
 // register, and the channels are kept apart (planar) so that no lane is spent
 // on the unused top byte and the result needs no repacking.
-#include "imaging/resample_avx2.h"
+#include "imaging/resample_simd.h"
 #include "platform/failure.h"
 
 #include <algorithm>

@@ -8,7 +8,7 @@
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
 
-#include "imaging/resample_avx2.h"
+#include "imaging/resample_simd.h"
 #include "platform/failure.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 // Ends a photo session and, with it, the program.
-#include "settings/controls.h"
+#include "settings/choices.h"
 
 namespace glintbook {
 
@@ -8,6 +8,6 @@ namespace glintbook {
 // offset, as that album's index, so that the next launch continues the album
 // where this session stopped; then ends the program (throws ProgramEnd{0}).
 // A game that is still running is not touched.
-[[noreturn]] void CloseSession(const Controls& controls);
+[[noreturn]] void CloseSession(const Choices& choices);
 
 }  // namespace glintbook

@@ -1,7 +1,7 @@
 #pragma once
 // The Start button: checks the installation and the album, readies the
 // settings, registers the plug-in and starts the game without waiting.
-#include "settings/controls.h"
+#include "settings/choices.h"
 
 #include <optional>
 #include <string>
@@ -15,6 +15,6 @@ inline constexpr char AlbumFullText[] = "The currently selected album is full.";
 // Returns the message to show when a check fails (nothing is then written or
 // started), nullopt when the game was started. Session preparation may end
 // the program (ProgramEnd); a game that cannot be started throws Failure.
-std::optional<std::string> LaunchGame(const Controls& controls);
+std::optional<std::string> LaunchGame(const Choices& choices);
 
 }  // namespace glintbook

@@ -1,7 +1,7 @@
 #pragma once
 // The once-a-second session monitor: imports the game's newest screenshot
 // while a session runs, notices the game starting and ending.
-#include "settings/controls.h"
+#include "settings/choices.h"
 
 #include <functional>
 #include <optional>
@@ -21,6 +21,6 @@ using ProcessSource = std::function<std::optional<std::vector<std::string>>()>;
 // of the game and never cleared. The session routines it calls may end the
 // program (ProgramEnd) or fail (Failure). SnapshotFailed asks the caller for
 // the critical stop.
-TickOutcome MonitorTick(bool& gameRunning, const Controls& controls, const ProcessSource& source = {});
+TickOutcome MonitorTick(bool& gameRunning, const Choices& choices, const ProcessSource& source = {});
 
 }  // namespace glintbook

@@ -5,6 +5,7 @@
 #include "platform/failure.h"
 #include "platform/files.h"
 #include "settings/catalogue.h"
+#include "settings/game_files.h"
 #include "settings/settings_file.h"
 
 namespace glintbook {
@@ -23,21 +24,16 @@ void WriteFirstRunDefaults() {
     WriteSetting(section::Own, key::EverRun, "1");
 }
 
-// The plug-in variant the installation needs: the expansion changes which
-// one the game can load, and the other one never stands in for it.
-std::string RequiredPlugin() {
-    return files::FileExists(files::GamePath("\\Data Files\\Tribunal.esm")) ? "\\Data Files\\Glintbook_TB.esp"
-                                                                            : "\\Data Files\\Glintbook.esp";
-}
-
 }  // namespace
 
-void PrepareSession(const Controls& controls) {
+void PrepareSession(const Choices& choices) {
     WriteFirstRunDefaults();
 
-    if (!files::FileExists(files::GamePath(RequiredPlugin()))) throw ProgramEnd{0};
+    // The other variant never stands in for the one the installation needs.
+    const std::string plugin = game::DataFile(game::WantedPlugin(game::ExpansionInstalled()));
+    if (!files::FileExists(files::GamePath(plugin))) throw ProgramEnd{0};
 
-    const int album = SelectedAlbum(controls);
+    const int album = choices.album;
     if (album == 0) return;
 
     // Every value is read when it is used: the game may be running and

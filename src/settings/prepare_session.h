@@ -1,6 +1,6 @@
 #pragma once
 // Readies Morrowind.ini for a photo session on the selected album.
-#include "settings/controls.h"
+#include "settings/choices.h"
 
 namespace glintbook {
 
@@ -10,6 +10,6 @@ namespace glintbook {
 // album's next picture number. A missing plug-in or a full album ends the
 // program (throws ProgramEnd) without a message. With no album selected it
 // returns without touching the counter.
-void PrepareSession(const Controls& controls);
+void PrepareSession(const Choices& choices);
 
 }  // namespace glintbook

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "platform/files.h"
 #include "settings/catalogue.h"
+#include "settings/game_files.h"
 #include "settings/settings_file.h"
 
 // Rules for the cases the load list leaves open:
@@ -34,9 +34,6 @@ namespace {
 constexpr int LastScannedPosition = 256;
 constexpr int LastShiftedKey = 255;
 
-constexpr const char* PluginName = "Glintbook.esp";
-constexpr const char* ExpansionPluginName = "Glintbook_TB.esp";
-
 std::string ReadEntry(int position) { return ReadSettingText(section::GameFiles, GameFileKey(position)); }
 
 void WriteEntry(int position, const std::string& name) { WriteSetting(section::GameFiles, GameFileKey(position), name); }
@@ -62,9 +59,9 @@ void RegisterPlugin() {
 
         // Tested for every entry: the expansion decides which name is wanted,
         // and nothing is assumed to stay the same between two reads.
-        const bool expansion = files::FileExists(files::GamePath("\\Data Files\\Tribunal.esm"));
-        const std::string wanted = expansion ? ExpansionPluginName : PluginName;
-        const std::string other = expansion ? PluginName : ExpansionPluginName;
+        const bool expansion = game::ExpansionInstalled();
+        const std::string wanted = game::WantedPlugin(expansion);
+        const std::string other = game::WantedPlugin(!expansion);
 
         if (entry == wanted) {
             if (firstCopy != 0) {

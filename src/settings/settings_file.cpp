@@ -1,11 +1,12 @@
 #include "settings_file.h"
 
 #include "platform/files.h"
+#include "settings/game_files.h"
 #include "settings/profile.h"
 
 namespace glintbook {
 
-std::string SettingsFile() { return files::GamePath("\\Morrowind.ini"); }
+std::string SettingsFile() { return files::GamePath(game::SettingsFile); }
 
 int ReadSettingInt(std::string_view section, std::string_view key) {
     return profile::GetInt(SettingsFile(), section, key, 0);

@@ -96,7 +96,7 @@ private slots:
         Window w;
         QTest::mouseClick(w.form->cmdClear, Qt::LeftButton);
         QCOMPARE(w.endStatus, std::optional<int>(1));
-        QVERIFY(w.form->ended());
+        QVERIFY(w.form->logic.ended());
         QCOMPARE(w.boxes->shown.size(), size_t(1));
         const auto& box = w.boxes->shown[0];
         QVERIFY2(box.text.find("53") != std::string::npos, box.text.c_str());

@@ -29,10 +29,7 @@ constexpr int WaitMs = 15000;
 // A game folder as a player has it: the game's own settings file, the stock
 // texture, the plug-in, and the simulator installed as the game.
 void InstallGame(const GameFolder& folder) {
-    std::filesystem::copy_file(test::SharedDir() + "/ini-vectors/Morrowind-sample.ini", folder.file("Morrowind.ini"));
-    // The shared copy is read-only, and a read-only settings file is never written.
-    std::filesystem::permissions(folder.file("Morrowind.ini"), std::filesystem::perms::owner_write,
-                                 std::filesystem::perm_options::add);
+    folder.write("Morrowind.ini", test::TestData("Morrowind-sample.ini"));
     folder.write("Data Files/Textures/qor_tx_photo_orig.bmp", "stock");
     folder.write("Data Files/Glintbook.esp", "plug-in");
     std::filesystem::copy_file(GAME_SIM_PATH, folder.file("Morrowind.exe"));
@@ -88,7 +85,7 @@ private slots:
         QTest::mouseClick(w.form->cmdStart, Qt::LeftButton);
         QVERIFY(w.boxes->shown.empty());
         QCOMPARE(ReadSettingText(section::GameFiles, "GameFile3"), std::string("Glintbook.esp"));
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->GameRunning(), WaitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
         const char* shots[] = {"shot", "shot 1920x1080", "shot 640x480"};
         for (int i = 0; i < 3; ++i) {
             Command(folder, shots[i]);
@@ -115,7 +112,7 @@ private slots:
         Fast(w);
         QTest::mouseClick(w.form->optAlbum2, Qt::LeftButton);
         OtherGame game(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->GameRunning(), WaitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
         QCOMPARE(ReadSettingInt(section::General, key::ScreenShotIndex), 32);
         game.send("shot");
         QTRY_VERIFY_WITH_TIMEOUT(folder.exists(Photo(33)), WaitMs);
@@ -132,7 +129,7 @@ private slots:
         Window w;
         Fast(w);
         OtherGame first(folder), second(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->GameRunning(), WaitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
         first.send("quit");
         QVERIFY(first.process.waitForFinished(WaitMs));
         QTest::qWait(5 * TickMs);
@@ -153,7 +150,7 @@ private slots:
         Fast(w);
         QTest::mouseClick(w.form->optAlbum4, Qt::LeftButton);
         OtherGame game(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->GameRunning(), WaitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
         QCOMPARE(ReadSettingInt(section::General, key::ScreenShotIndex), 99);
         game.send("shot");
         QTRY_VERIFY_WITH_TIMEOUT(w.endStatus.has_value(), WaitMs);
@@ -171,7 +168,7 @@ private slots:
         Fast(w);
         w.form->chkTwo->setChecked(true);
         OtherGame game(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->GameRunning(), WaitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
         game.send("shot");
         QTRY_VERIFY_WITH_TIMEOUT(folder.exists(Photo(25)), WaitMs);
         QTRY_COMPARE_WITH_TIMEOUT(ReadSettingInt(section::General, key::ScreenShotIndex), 0, WaitMs);
@@ -196,7 +193,7 @@ private slots:
         QTest::qWait(4 * TickMs);
         QVERIFY(folder.exists("ScreenShot 3.bmp"));  // no game yet: left alone
         OtherGame game(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->GameRunning(), WaitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
         QTRY_VERIFY_WITH_TIMEOUT(folder.exists(Photo(4)), WaitMs);
         QVERIFY(!folder.exists("ScreenShot 3.bmp"));
         game.send("quit");

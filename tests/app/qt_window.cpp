@@ -7,6 +7,8 @@
 #include "window_fixture.h"
 
 #include <QCheckBox>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QFrame>
 #include <QLabel>
 #include <QLineEdit>
@@ -63,7 +65,7 @@ private slots:
         QCOMPARE(f.Timer1->interval(), 1000);
         QCOMPARE(f.windowTitle(), QString("Glintbook"));
         QVERIFY(!f.windowIcon().isNull());
-        QVERIFY(!f.GameRunning());
+        QVERIFY(!f.logic.GameRunning());
         QVERIFY(w.boxes->shown.empty());
     }
 
@@ -88,7 +90,7 @@ private slots:
         GameFolder folder;
         Window w;
         frmMain& f = *w.form;
-        if (f.twips(1440) != 96) QSKIP("the screen is not at 96 dots per inch");
+        if (QGuiApplication::primaryScreen()->logicalDotsPerInch() != 96) QSKIP("the screen is not at 96 dots per inch");
         struct Row {
             QWidget* w;
             const char* name;
@@ -118,7 +120,7 @@ private slots:
         GameFolder folder;
         Window w;
         frmMain& f = *w.form;
-        if (f.twips(1440) != 96) QSKIP("the screen is not at 96 dots per inch");
+        if (QGuiApplication::primaryScreen()->logicalDotsPerInch() != 96) QSKIP("the screen is not at 96 dots per inch");
         f.show();
         QVERIFY(QTest::qWaitForWindowExposed(&f));
         QCOMPARE(f.size(), QSize(281, 123));
@@ -204,7 +206,7 @@ private slots:
         QVERIFY(QTest::qWaitForWindowActive(w.form.get()));
         QTest::keyClick(w.form->chkTwo, Qt::Key_Escape);
         QCOMPARE(w.endStatus, std::optional<int>(0));
-        QVERIFY(w.form->ended());
+        QVERIFY(w.form->logic.ended());
         QVERIFY(!w.form->Timer1->isActive());
         QCOMPARE(folder.read("Morrowind.ini"), ini);
     }
@@ -391,7 +393,7 @@ private slots:
         WriteIni(folder, ini);
         Window w;
         int snapshots = 0;
-        w.form->processSource = [&snapshots] {
+        w.form->logic.processSource = [&snapshots] {
             ++snapshots;
             return std::optional<std::vector<std::string>>();
         };
@@ -421,7 +423,7 @@ private slots:
             GameFolder folder;
             Window w;
             bool after = false;
-            w.form->dispatch([&] {
+            w.form->logic.dispatch([&] {
                 c.handler();
                 after = true;
             });
@@ -430,7 +432,7 @@ private slots:
             QCOMPARE(w.boxes->shown.size(), size_t(1));
             QCOMPARE(w.boxes->shown[0].text, std::string(c.shown));
             QVERIFY(!w.form->Timer1->isActive());
-            w.form->dispatch([&] { after = true; });  // nothing runs once it has ended
+            w.form->logic.dispatch([&] { after = true; });  // nothing runs once it has ended
             QVERIFY(!after);
         }
     }
@@ -441,12 +443,12 @@ private slots:
         folder.write("Data Files/Glintbook.esp", "");
         Window w;
         std::vector<std::string> names = {"init"};
-        w.form->processSource = [&names] { return std::optional<std::vector<std::string>>(names); };
+        w.form->logic.processSource = [&names] { return std::optional<std::vector<std::string>>(names); };
         w.form->Timer1->setInterval(20);
         QTest::qWait(100);
-        QVERIFY(!w.form->GameRunning());
+        QVERIFY(!w.form->logic.GameRunning());
         names.push_back("Morrowind.exe");
-        QTRY_VERIFY(w.form->GameRunning());
+        QTRY_VERIFY(w.form->logic.GameRunning());
         QCOMPARE(ReadSettingInt(section::General, key::ScreenShotIndex), 0);
         names.pop_back();
         QTRY_VERIFY(w.endStatus.has_value());

@@ -2,8 +2,7 @@
 // What the window tests share: message boxes that record instead of
 // waiting for a person, and a window whose end is recorded instead of
 // leaving the event loop.
-#include "app/frmMain.h"
-#include "app/messages.h"
+#include "app/qt/frmMain.h"
 
 #include <memory>
 #include <optional>

@@ -1,6 +1,6 @@
 // Every resampling method against the reference loop, pixel for pixel.
-#include "imaging/mod_image.h"
-#include "imaging/resample_control.h"
+#include "imaging/resample.h"
+#include "imaging/resample.h"
 #include "imaging/resample_kernels.h"
 #include "resample_oracle.h"
 

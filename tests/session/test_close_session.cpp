@@ -12,7 +12,7 @@
 namespace glintbook {
 namespace {
 
-Controls Album(int k) { return test::AlbumControls(k); }
+Choices Album(int k) { return test::AlbumControls(k); }
 
 const char* const OtherIndexes = "[Glintbook]\r\nAlbum1Index=11\r\nAlbum2Index=12\r\nAlbum3Index=13\r\nAlbum4Index=14\r\n";
 

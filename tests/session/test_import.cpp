@@ -1,7 +1,7 @@
 // Taking a screenshot into the album: archive copy, texture, book art,
 // deletion, and the full-album rule.
-#include "imaging/import.h"
-#include "imaging/mod_image.h"
+#include "session/import.h"
+#include "imaging/resample.h"
 #include "import_fixture.h"
 #include "platform/failure.h"
 #include "settings/catalogue.h"
@@ -78,8 +78,8 @@ TEST_F(Import, WithoutAResolutionNoTextureIsWrittenOrReplaced) {
     Ini("Screen Shot Base Name=ScreenShot\r\nScreen Shot Index=5\r\n");
     folder.write("Data Files/Textures/qor_tx_photo_4.bmp", "stock");
     SaveShot(folder, "ScreenShot 4.bmp", 100, 80);
-    Controls c = AlbumControls(1);
-    c.opt512 = c.opt1024 = false;
+    Choices c = AlbumControls(1);
+    c.textureSize = 0;
     ImportScreenshot(c);
     EXPECT_EQ(folder.read("Data Files/Textures/qor_tx_photo_4.bmp"), "stock");
     EXPECT_EQ(LoadPicture(folder.file("Data Files/BookArt/Photo 5.bmp")).width, 512);

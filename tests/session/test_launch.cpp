@@ -17,7 +17,7 @@ namespace {
 
 using test::GameFolder;
 
-Controls Album(int k) { return test::AlbumControls(k); }
+Choices Album(int k) { return test::AlbumControls(k); }
 
 // A stand-in game that notes where it was started and ends.
 void InstallGame(const GameFolder& folder) {

@@ -23,7 +23,7 @@ protected:
         folder.mkdir("Data Files/Textures");
         folder.write("Data Files/Glintbook.esp", "plug-in");
     }
-    TickOutcome Tick(Names names, const Controls& c = AlbumControls(1)) {
+    TickOutcome Tick(Names names, const Choices& c = AlbumControls(1)) {
         return MonitorTick(running, c, [names] { return std::optional<Names>(names); });
     }
     GameFolder folder;

@@ -1,6 +1,6 @@
-// Every recorded case of shared/ini-vectors, run against the settings layer:
+// Every recorded case of tests/data/profile-vectors.json, run against the settings layer:
 // each call's result, and the file afterwards. Where Wine rewrote the whole
-// file, our output is normalised the way the README says Wine does and
+// file, our output is normalised the way the recordings say Wine does and
 // compared with Wine's bytes, and a line diff shows that the write touched
 // only the lines of the keys and sections it wrote. Cases where this layer
 // follows Windows or chooses otherwise are listed in kOurs with the reason.
@@ -72,8 +72,11 @@ std::optional<std::string> Arg(const QJsonObject& op, const char* name) {
 
 const QJsonObject& Vectors() {
     static const QJsonObject doc = [] {
-        QFile f(QString::fromStdString(SharedDir() + "/ini-vectors/profile-vectors.json"));
-        return f.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(f.readAll()).object() : QJsonObject();
+        try {
+            return QJsonDocument::fromJson(QByteArray::fromStdString(TestData("profile-vectors.json"))).object();
+        } catch (const std::exception&) {
+            return QJsonObject();  // the case below fails and says why
+        }
     }();
     return doc;
 }
@@ -189,7 +192,14 @@ TEST_P(Vector, Case) {
     QJsonObject c;
     for (const QJsonValue& v : Vectors().value("cases").toArray())
         if (v["id"].toString().toStdString() == GetParam()) c = v.toObject();
-    ASSERT_FALSE(c.isEmpty()) << "no vectors in " << SharedDir() << "/ini-vectors";
+    ASSERT_FALSE(c.isEmpty()) << "no vectors: " << [] {
+        try {
+            TestData("profile-vectors.json");
+            return std::string("profile-vectors.json holds no cases");
+        } catch (const std::exception& e) {
+            return std::string(e.what());
+        }
+    }();
     const auto dev = kOurs.find(GetParam());
     const Ours* ours = dev == kOurs.end() ? nullptr : &dev->second;
     if (ours) RecordProperty("ours", ours->why);

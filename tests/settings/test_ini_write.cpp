@@ -25,7 +25,7 @@ std::string ReadOf(const std::string& file, std::string_view section, std::strin
 TEST(IniWrite, CatalogueKeysTouchOneLineOfTheGameFile) {
     GameFolder folder;
     const std::string file = folder.file("Morrowind.ini");
-    const std::string sample = ReadBytes(SharedDir() + "/ini-vectors/Morrowind-sample.ini");
+    const std::string sample = TestData("Morrowind-sample.ini");
     ASSERT_EQ(sample.size(), 26797u);
     folder.write("Morrowind.ini", sample);
     std::vector<std::pair<std::string_view, std::string>> keys = {

@@ -52,9 +52,11 @@ bool GameFolder::exists(std::string_view relative) const { return fs::exists(fil
 
 void GameFolder::mkdir(std::string_view relative) const { fs::create_directories(file(relative)); }
 
-std::string SharedDir() {
-    if (const char* env = std::getenv("GLINTBOOK_SHARED_DIR")) return env;
-    return GLINTBOOK_SHARED_DIR;
+std::string TestData(std::string_view name) {
+    const std::string path = std::string(GLINTBOOK_TEST_DATA) + "/" + std::string(name);
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw std::runtime_error("missing test data file " + path);
+    return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 }  // namespace glintbook::test

@@ -27,7 +27,8 @@ private:
     std::string previous_;
 };
 
-// The folder of shared test data (the settings-file vectors).
-std::string SharedDir();
+// The bytes of a file of tests/data. A missing file throws, and the test
+// that needs it fails saying which.
+std::string TestData(std::string_view name);
 
 }  // namespace glintbook::test

@@ -2,7 +2,7 @@
 // Resamples a BMP picture by area averaging, exactly as the screenshot import
 // does, and saves the result as an uncompressed 24-bit BMP.
 #include "imaging/bmp_format.h"
-#include "imaging/mod_image.h"
+#include "imaging/resample.h"
 #include "imaging/picture_io.h"
 #include "platform/failure.h"
 

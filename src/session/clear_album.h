@@ -2,10 +2,6 @@
 
 namespace glintbook {
 
-// "\Data Files\Textures\qor_tx_photo_<t>.bmp" and the stock texture.
-inline constexpr char StockTexture[] = "\\Data Files\\Textures\\qor_tx_photo_orig.bmp";
-inline constexpr char TexturePrefix[] = "\\Data Files\\Textures\\qor_tx_photo_";
-
 // Empties album k (1..4): its 25 textures become copies of the stock
 // texture, "Screen Shot Index" points at the album's first picture and its
 // index becomes 0. Album 1 copies first and writes the settings after; the

@@ -3,8 +3,8 @@
 // written. Each operation runs in a child process that kills itself
 // (SIGKILL) just before its k-th file-system step, for every k, and at
 // random moments; the files are checked after each run.
-#include "app/clear_album.h"
-#include "imaging/import.h"
+#include "session/clear_album.h"
+#include "session/import.h"
 #include "imaging/picture_io.h"
 #include "platform/files.h"
 #include "settings/catalogue.h"
@@ -142,8 +142,7 @@ std::vector<Files> States(const std::function<void(const GameFolder&)>& setup, c
 }
 
 void SampleIni(const GameFolder& folder) {
-    fs::copy_file(test::SharedDir() + "/ini-vectors/Morrowind-sample.ini", folder.file("Morrowind.ini"));
-    fs::permissions(folder.file("Morrowind.ini"), fs::perms::owner_write, fs::perm_options::add);
+    folder.write("Morrowind.ini", test::TestData("Morrowind-sample.ini"));
 }
 
 Picture Gradient(int w, int h) {
@@ -168,10 +167,9 @@ TEST(CrashSafety, ImportOfAFullAlbumThatStartsOver) {
         WriteSetting(section::General, key::ScreenShotIndex, "25");
         SavePicture(Gradient(1280, 720), f.file("ScreenShot 24.bmp"));
     };
-    Controls c;
-    c.opt512 = false;
-    c.opt1024 = true;
-    c.chkTwo = true;
+    Choices c;
+    c.textureSize = 1024;
+    c.loop = true;
     const auto op = [c] { ImportScreenshot(c); };
     KillEverywhere(setup, op, States(setup, op), 30);
 }

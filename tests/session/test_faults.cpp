@@ -2,8 +2,8 @@
 // full disk, a screenshot that vanishes. Each gives the failure with its
 // number and description, earlier writes stay, and no temporary file of an
 // interrupted write is left behind.
-#include "app/clear_album.h"
-#include "imaging/import.h"
+#include "session/clear_album.h"
+#include "session/import.h"
 #include "imaging/picture_io.h"
 #include "platform/failure.h"
 #include "platform/files.h"
@@ -54,7 +54,7 @@ protected:
     // Runs the import and returns the failure it gives.
     Failure ImportFails() {
         try {
-            ImportScreenshot(Controls{});
+            ImportScreenshot(Choices{});
         } catch (const Failure& f) {
             return f;
         }
@@ -72,7 +72,7 @@ TEST_F(Faults, ReadOnlySettingsFileIsNeverWrittenAndNothingElseBreaks) {
     ClearAlbum(1);  // the copies are made; the settings writes go unnoticed
     EXPECT_EQ(folder.read("Morrowind.ini"), before);
     EXPECT_EQ(folder.read("Data Files/Textures/qor_tx_photo_24.bmp"), "stock");
-    EXPECT_EQ(ImportScreenshot(Controls{}), ImportOutcome::Done);
+    EXPECT_EQ(ImportScreenshot(Choices{}), ImportOutcome::Done);
     EXPECT_TRUE(folder.exists("Data Files/BookArt/Photo 8.bmp"));
     EXPECT_TRUE(Temporaries(folder).empty());
 }
@@ -116,7 +116,7 @@ TEST_F(Faults, MissingDataFilesFolder) {
     bare.write("Morrowind.ini", "[General]\r\nScreen Shot Index=1\r\n");
     SavePicture(Plain(8, 8), bare.file(" 0.bmp"));
     try {
-        ImportScreenshot(Controls{});
+        ImportScreenshot(Choices{});
         FAIL();
     } catch (const Failure& f) {
         EXPECT_EQ(f.number(), ErrPathNotFound);  // "Data Files\BookArt" cannot be made
@@ -140,9 +140,8 @@ TEST_F(Faults, ARealFullDisk) {
     const std::string textures = folder.file("Data Files/Textures");
     if (::mount("tmpfs", textures.c_str(), "tmpfs", 0, "size=512k") != 0)
         GTEST_SKIP() << "cannot mount a small file system here: " << std::strerror(errno);
-    Controls big;
-    big.opt512 = false;
-    big.opt1024 = true;
+    Choices big;
+    big.textureSize = 1024;
     Failure f(0, "");
     try {
         ImportScreenshot(big);
@@ -167,7 +166,7 @@ TEST_F(Faults, AScreenshotThatVanishesAfterTheMonitorSawIt) {
     });
     bool running = true;
     try {
-        MonitorTick(running, Controls{}, [] { return std::optional<std::vector<std::string>>({"Morrowind.exe"}); });
+        MonitorTick(running, Choices{}, [] { return std::optional<std::vector<std::string>>({"Morrowind.exe"}); });
         ADD_FAILURE() << "the import should have failed";
     } catch (const Failure& f) {
         EXPECT_EQ(f.number(), ErrFileNotFound);

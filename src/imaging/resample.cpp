@@ -1,163 +1,18 @@
 // ModImage: area-averaging resampling. Every method below gives, pixel for
 // pixel, what the reference per-pixel double loop gives (see
 // resample_axis.h); the tests hold them to that.
-#include "imaging/mod_image.h"
+#include "imaging/resample.h"
 
-#include "imaging/resample_control.h"
+#include "imaging/band_pool.h"
 #include "imaging/resample_kernels.h"
 #include "platform/failure.h"
 
 #include <algorithm>
-#include <atomic>
-#include <condition_variable>
-#include <cstdlib>
-#include <exception>
-#include <functional>
-#include <mutex>
+#include <memory>
 #include <optional>
 #include <string>
-#include <thread>
-#include <vector>
 
-namespace glintbook {
-
-void SplitColor(Colour colour, std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue) {
-    red = std::uint8_t(colour & 0xFFu);
-    green = std::uint8_t((colour >> 8) & 0xFFu);
-    blue = std::uint8_t((colour >> 16) & 0xFFu);
-}
-
-namespace {
-std::atomic<int> configuredThreads{0};
-}
-
-void SetResampleThreads(int threads) { configuredThreads.store(std::max(threads, 0)); }
-
-int ResampleThreads() {
-    if (const int n = configuredThreads.load(); n > 0) return n;
-    if (const char* env = std::getenv("GLINTBOOK_RESAMPLE_THREADS")) {
-        char* end = nullptr;
-        const long n = std::strtol(env, &end, 10);
-        if (end != env && *end == '\0' && n > 0) return int(std::min(n, 256L));
-    }
-    return int(std::max(1u, std::thread::hardware_concurrency()));
-}
-
-namespace resample {
-
-namespace {
-
-// Below this much work (roughly source pixels read plus multiply-adds) one
-// thread finishes sooner than it takes to start another.
-constexpr double kWorkPerThread = 200000;
-
-// Helper threads that stay alive between calls: starting a thread costs tens
-// of microseconds, a good part of a whole resample. One call at a time uses
-// them; a call that finds them busy does all its bands itself.
-class BandPool {
-public:
-    ~BandPool() {
-        {
-            std::lock_guard lock(mutex_);
-            stop_ = true;
-        }
-        wake_.notify_all();
-        for (auto& t : threads_) t.join();
-    }
-
-    // Runs task(i) for every i in [0, count): the caller takes some, the
-    // helpers (grown to count - 1 of them) the others.
-    void Run(int count, const std::function<void(int)>& task) {
-        std::unique_lock busy(runMutex_, std::try_to_lock);
-        if (!busy.owns_lock()) {
-            for (int i = 0; i < count; ++i) task(i);
-            return;
-        }
-        {
-            std::lock_guard lock(mutex_);
-            while (int(threads_.size()) < count - 1) threads_.emplace_back([this] { Serve(); });
-            task_ = &task;
-            next_ = 0;
-            count_ = count;
-            unfinished_ = count;
-            ++generation_;
-        }
-        wake_.notify_all();
-        Work();
-        std::unique_lock lock(mutex_);
-        done_.wait(lock, [this] { return unfinished_ == 0; });
-        task_ = nullptr;
-    }
-
-private:
-    // Takes and runs tasks of the current call until none is left.
-    void Work() {
-        for (;;) {
-            int i;
-            const std::function<void(int)>* task;
-            {
-                std::lock_guard lock(mutex_);
-                if (next_ >= count_) return;
-                i = next_++;
-                task = task_;
-            }
-            (*task)(i);
-            std::lock_guard lock(mutex_);
-            if (--unfinished_ == 0) done_.notify_all();
-        }
-    }
-
-    void Serve() {
-        std::uint64_t seen = 0;
-        for (;;) {
-            {
-                std::unique_lock lock(mutex_);
-                wake_.wait(lock, [&] { return stop_ || generation_ != seen; });
-                if (stop_) return;
-                seen = generation_;
-            }
-            Work();
-        }
-    }
-
-    std::mutex runMutex_;
-    std::mutex mutex_;
-    std::condition_variable wake_, done_;
-    std::vector<std::thread> threads_;
-    const std::function<void(int)>* task_ = nullptr;
-    int next_ = 0, count_ = 0, unfinished_ = 0;
-    std::uint64_t generation_ = 0;
-    bool stop_ = false;
-};
-
-BandPool& Pool() {
-    static BandPool pool;
-    return pool;
-}
-
-// Runs band(y0, y1) over [0, h) in `bands` bands (2 <= bands <= h) on the
-// calling thread and the pool. An exception in any band is rethrown here.
-template <class Band>
-void RunBands(int h, int bands, const Band& band) {
-    std::vector<std::exception_ptr> errors(static_cast<size_t>(bands));
-    const auto bound = [&](int i) { return int(std::int64_t(h) * i / bands); };
-    Pool().Run(bands, [&](int i) {
-        try {
-            band(bound(i), bound(i + 1));
-        } catch (...) {
-            errors[size_t(i)] = std::current_exception();
-        }
-    });
-    for (auto& e : errors)
-        if (e) std::rethrow_exception(e);
-}
-
-int ThreadsFor(double work, int requested) {
-    const int limit = requested > 0 ? requested : ResampleThreads();
-    return std::clamp(int(work / kWorkPerThread), 1, limit);
-}
-
-}  // namespace
+namespace glintbook::resample {
 
 const char* MethodName(Method method) {
     switch (method) {
@@ -318,7 +173,9 @@ Picture ResizeWith(const Picture& source, int width, int height, Method method, 
     return target;
 }
 
-}  // namespace resample
+}  // namespace glintbook::resample
+
+namespace glintbook {
 
 Picture ResizePicture(const Picture& source, int width, int height) {
     return resample::ResizeWith(source, width, height, resample::Method::Automatic);

@@ -1,7 +1,8 @@
-#include "app/clear_album.h"
+#include "session/clear_album.h"
 
 #include "platform/files.h"
 #include "settings/catalogue.h"
+#include "settings/game_files.h"
 #include "settings/settings_file.h"
 
 namespace glintbook {
@@ -11,7 +12,7 @@ namespace {
 void CopyStockOntoAlbum(int album) {
     const int first = AlbumOffset(album);
     for (int t = first; t < first + AlbumCapacity; ++t)
-        files::CopyFile(files::GamePath(StockTexture), files::GamePath(TexturePrefix + DecimalText(t) + ".bmp"));
+        files::CopyFile(files::GamePath(game::StockTexture()), files::GamePath(game::TexturePath(t)));
 }
 
 void ResetAlbumSettings(int album) {

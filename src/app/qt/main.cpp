@@ -1,5 +1,5 @@
 // Glintbook: started in the game's folder, takes no arguments.
-#include "app/frmMain.h"
+#include "app/qt/frmMain.h"
 
 #include <QApplication>
 
@@ -9,6 +9,7 @@ int main(int argc, char** argv) {
     // The program ends only through its own ways out, each with its status.
     app.setQuitOnLastWindowClosed(false);
     glintbook::frmMain form;
+    if (form.logic.ended()) return *form.logic.exitStatus();  // its load handler failed
     form.show();  // a window without a parent opens centred on the screen
     return app.exec();
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Shared by the AVX2 kernels (resample_avx2*.cpp) only. Functions marked
+// Shared by the vector kernels (AVX2 and AVX-512) only. Functions marked
 // GB_AVX2 may use AVX2 instructions and run only after CpuHasAvx2().
 #include "imaging/resample_kernels.h"
 

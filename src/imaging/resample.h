@@ -1,11 +1,15 @@
 #pragma once
-// Knobs of the resampler behind ResizePicture (mod_image.h): its thread count
-// and, for tests, the benchmark and tools, the choice of computation method.
-// Every method gives the same pixels; they differ only in speed and in the
-// sizes they accept.
+// ModImage: area-averaging resampling of pictures, and the resampler's knobs:
+// its thread count and, for tests, the benchmark and tools, the choice of
+// computation method. Every method gives the same pixels; they differ only in
+// speed and in the sizes they accept.
 #include "imaging/picture.h"
 
 namespace glintbook {
+
+// A new width x height picture made from `source` by area averaging. The
+// result owns its pixels; the source is only read. width, height >= 1.
+Picture ResizePicture(const Picture& source, int width, int height);
 
 // Number of threads ResizePicture may use. 0 restores the default: the
 // environment variable GLINTBOOK_RESAMPLE_THREADS when it holds a positive

@@ -1,7 +1,7 @@
 // Values the program did not write: album indexes edited by hand, odd base
 // names, an overlong load list. Nothing crashes, nothing outside the game
 // folder is written, and numbers convert as the settings layer reads them.
-#include "imaging/import.h"
+#include "session/import.h"
 #include "imaging/picture_io.h"
 #include "platform/failure.h"
 #include "session/monitor.h"
@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 using test::GameFolder;
 
-Controls Album(int k) { return test::AlbumControls(k); }
+Choices Album(int k) { return test::AlbumControls(k); }
 
 // Every file below `root` other than those below `inside`.
 std::vector<std::string> FilesOutside(const std::string& root, const std::string& inside) {

@@ -1,8 +1,8 @@
-// Whole sessions through the real window and the game simulator: the game is
-// started from the window or by other means, screenshots become album
-// pictures, and the program ends when the game does. The monitor's interval
+// Whole sessions through the real window and the game simulator, as a player
+// has them: the game is started from the window or by other means,
+// screenshots become album pictures, and the program ends when the game does.
+// The monitor's other cases are tested without a window. The monitor's interval
 // is shortened here through Timer1, which the program itself never changes.
-#include "imaging/picture_io.h"
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
 #include "support/game_folder.h"
@@ -120,85 +120,6 @@ private slots:
         game.send("quit");
         QTRY_VERIFY_WITH_TIMEOUT(w.endStatus.has_value(), WaitMs);
         QCOMPARE(ReadSettingInt(section::Own, "Album2Index"), 8);
-    }
-
-    void twoGamesCloseTheSessionOnlyWhenBothAreGone() {
-        GameFolder folder;
-        InstallGame(folder);
-        Veteran();
-        Window w;
-        Fast(w);
-        OtherGame first(folder), second(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
-        first.send("quit");
-        QVERIFY(first.process.waitForFinished(WaitMs));
-        QTest::qWait(5 * TickMs);
-        QVERIFY(!w.endStatus.has_value());
-        second.send("shot");
-        QTRY_VERIFY_WITH_TIMEOUT(folder.exists(Photo(1)), WaitMs);
-        second.send("quit");
-        QTRY_VERIFY_WITH_TIMEOUT(w.endStatus.has_value(), WaitMs);
-        QCOMPARE(ReadSettingInt(section::Own, "Album1Index"), 1);
-    }
-
-    void aFullAlbumEndsTheSessionWhileTheGameGoesOn() {
-        GameFolder folder;
-        InstallGame(folder);
-        Veteran();
-        WriteSetting(section::Own, "Album4Index", "24");
-        Window w;
-        Fast(w);
-        QTest::mouseClick(w.form->optAlbum4, Qt::LeftButton);
-        OtherGame game(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
-        QCOMPARE(ReadSettingInt(section::General, key::ScreenShotIndex), 99);
-        game.send("shot");
-        QTRY_VERIFY_WITH_TIMEOUT(w.endStatus.has_value(), WaitMs);
-        QVERIFY(folder.exists(Photo(100)));
-        QCOMPARE(ReadSettingInt(section::Own, "Album4Index"), 25);
-        QCOMPARE(game.process.state(), QProcess::Running);
-    }
-
-    void aFullAlbumThatLoopsStartsOverAndTheSessionGoesOn() {
-        GameFolder folder;
-        InstallGame(folder);
-        Veteran();
-        WriteSetting(section::Own, "Album1Index", "24");
-        Window w;
-        Fast(w);
-        w.form->chkTwo->setChecked(true);
-        OtherGame game(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
-        game.send("shot");
-        QTRY_VERIFY_WITH_TIMEOUT(folder.exists(Photo(25)), WaitMs);
-        QTRY_COMPARE_WITH_TIMEOUT(ReadSettingInt(section::General, key::ScreenShotIndex), 0, WaitMs);
-        QCOMPARE(ReadSettingInt(section::Own, "Album1Index"), 0);
-        game.send("shot");  // the game numbers its next screenshot 0: the album's first picture again
-        QTRY_VERIFY_WITH_TIMEOUT(folder.exists(Photo(1)), WaitMs);
-        game.send("quit");
-        QTRY_VERIFY_WITH_TIMEOUT(w.endStatus.has_value(), WaitMs);
-        QCOMPARE(ReadSettingInt(section::Own, "Album1Index"), 1);
-    }
-
-    void aScreenshotLyingThereIsTakenInAfterTheSighting() {
-        GameFolder folder;
-        InstallGame(folder);
-        Veteran();
-        WriteSetting(section::Own, "Album1Index", "4");
-        WriteSetting(section::General, key::ScreenShotIndex, "4");
-        Picture shot{320, 200, std::vector<Colour>(320 * 200, 0x00336699)};
-        SavePicture(shot, folder.file("ScreenShot 3.bmp"));
-        Window w;
-        Fast(w);
-        QTest::qWait(4 * TickMs);
-        QVERIFY(folder.exists("ScreenShot 3.bmp"));  // no game yet: left alone
-        OtherGame game(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
-        QTRY_VERIFY_WITH_TIMEOUT(folder.exists(Photo(4)), WaitMs);
-        QVERIFY(!folder.exists("ScreenShot 3.bmp"));
-        game.send("quit");
-        QTRY_VERIFY_WITH_TIMEOUT(w.endStatus.has_value(), WaitMs);
-        QCOMPARE(ReadSettingInt(section::Own, "Album1Index"), 4);
     }
 };
 

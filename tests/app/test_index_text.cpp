@@ -3,43 +3,28 @@
 #include "app/index_text.h"
 
 #include <gtest/gtest.h>
+
 #include <limits>
 
-using glintbook::TextValue;
-using glintbook::WholePart;
+namespace glintbook {
+namespace {
 
-TEST(IndexText, WholeNumbersReadAsThemselves) {
-    EXPECT_EQ(TextValue("0"), 0);
-    EXPECT_EQ(TextValue("25"), 25);
-    EXPECT_EQ(TextValue("-3"), -3);
-    EXPECT_EQ(TextValue("2147483647"), 2147483647.0);
-    EXPECT_EQ(TextValue("+7"), 7);
-}
+class TextValueTest : public ::testing::TestWithParam<std::pair<const char*, double>> {};
 
-TEST(IndexText, TextNotBeginningWithANumberCountsAsZero) {
-    EXPECT_EQ(TextValue(""), 0);
-    EXPECT_EQ(TextValue("abc"), 0);
-    EXPECT_EQ(TextValue("-"), 0);
-    EXPECT_EQ(TextValue("."), 0);
-    EXPECT_EQ(TextValue("x12"), 0);
-}
+TEST_P(TextValueTest, Reads) { EXPECT_DOUBLE_EQ(TextValue(GetParam().first), GetParam().second) << GetParam().first; }
 
-TEST(IndexText, ReadingStopsAtTheFirstCharacterThatIsNotPartOfANumber) {
-    EXPECT_EQ(TextValue("12abc"), 12);
-    EXPECT_EQ(TextValue("  7 8"), 7);
-    EXPECT_DOUBLE_EQ(TextValue("3.75x"), 3.75);
-    EXPECT_DOUBLE_EQ(TextValue("-.5"), -0.5);
-}
+INSTANTIATE_TEST_SUITE_P(Rows, TextValueTest, ::testing::Values(
+    std::pair{"25", 25.0}, std::pair{"-3", -3.0}, std::pair{"+7", 7.0}, std::pair{"2147483647", 2147483647.0},
+    std::pair{"", 0.0}, std::pair{"abc", 0.0}, std::pair{"-", 0.0}, std::pair{".", 0.0}, std::pair{"x12", 0.0},
+    std::pair{"12abc", 12.0}, std::pair{"  7 8", 7.0}, std::pair{"3.75x", 3.75}, std::pair{"-.5", -0.5}));
 
-TEST(IndexText, FractionsAreDroppedTowardsZero) {
-    EXPECT_EQ(WholePart(TextValue("3.9")), 3);
-    EXPECT_EQ(WholePart(TextValue("-3.9")), -3);
-    EXPECT_EQ(WholePart(-0.5), 0);
-    EXPECT_EQ(WholePart(57.0), 57);
-}
-
-TEST(IndexText, HugeValuesClampInsteadOfOverflowing) {
+TEST(WholePart, DropsTheFractionTowardsZeroAndClamps) {
+    EXPECT_EQ(WholePart(3.9), 3);
+    EXPECT_EQ(WholePart(-3.9), -3);
     EXPECT_EQ(WholePart(1e30), std::numeric_limits<long long>::max());
     EXPECT_EQ(WholePart(-1e30), std::numeric_limits<long long>::min());
     EXPECT_EQ(WholePart(TextValue("99999999999") + 75), 100000000074LL);
 }
+
+}  // namespace
+}  // namespace glintbook

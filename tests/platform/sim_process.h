@@ -1,6 +1,6 @@
 #pragma once
 // A program run as a child of the test, with pipes on its standard input and
-// output: the test sends it lines and waits for the lines it logs.
+// output: the test waits for the lines it logs.
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
@@ -53,11 +53,6 @@ struct ChildProcess {
         ::close(input), ::close(output);
         if (pid > 0 && !reaped) ::kill(pid, SIGKILL), ::waitpid(pid, nullptr, 0);  // never kill(-1)
     }
-
-    void Send(const std::string& line) {
-        [[maybe_unused]] auto n = ::write(input, (line + "\n").data(), line.size() + 1);
-    }
-    void CloseInput() { ::close(input), input = -1; }
 
     // The next logged line that starts with `prefix`, or "" after `timeout`.
     std::string WaitForLine(const std::string& prefix, std::chrono::milliseconds timeout = 5s) {

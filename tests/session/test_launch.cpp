@@ -1,103 +1,83 @@
-// The Start button's checks, their order and messages, and what a launch
-// writes and starts.
+// The Start button: its checks in their order with their messages, and what
+// a launch writes and starts.
 #include "platform/failure.h"
 #include "session/launch.h"
-#include "settings/catalogue.h"
 #include "settings/settings_file.h"
-#include "support/controls.h"
-#include "support/game_folder.h"
+#include "support/game_kit.h"
+
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <thread>
 
-namespace glintbook {
+namespace glintbook::test {
 namespace {
 
-using test::GameFolder;
+const std::string Game = "Morrowind.exe", Plain = "Data Files/Glintbook.esp", Tb = "Data Files/Glintbook_TB.esp",
+                  Expansion = "Data Files/Tribunal.esm";
 
-Choices Album(int k) { return test::AlbumControls(k); }
+struct Launch {
+    const char* name;
+    std::string ini;
+    std::vector<std::string> files;
+    int album;
+    std::string message;   // "" when the game starts
+    std::string iniAfter;  // "" for unchanged
+};
+void PrintTo(const Launch& c, std::ostream* os) { *os << c.name; }
 
-// A stand-in game that notes where it was started and ends.
-void InstallGame(const GameFolder& folder) {
-    folder.write("Morrowind.exe", "#!/bin/sh\npwd > started.txt\n");
-    std::filesystem::permissions(folder.file("Morrowind.exe"), std::filesystem::perms::owner_all,
-                                 std::filesystem::perm_options::add);
-}
+class LaunchTest : public ::testing::TestWithParam<Launch> {};
 
-bool WaitFor(const GameFolder& folder, const std::string& name) {
-    for (int i = 0; i < 200; ++i) {
-        if (folder.exists(name) && !folder.read(name).empty()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+TEST_P(LaunchTest, ChecksThenWritesAndStarts) {
+    const Launch& c = GetParam();
+    GameFolder folder;
+    folder.write("Morrowind.ini", c.ini);
+    for (const std::string& f : c.files) folder.write(f, "");
+    if (folder.exists(Game)) {
+        // A stand-in game that notes where it was started.
+        folder.write(Game, "#!/bin/sh\npwd > started.txt\n");
+        std::filesystem::permissions(folder.file(Game), std::filesystem::perms::owner_all);
     }
-    return false;
-}
-
-TEST(Launch, ChecksComeInOrderAndStopBeforeAnythingIsWritten) {
-    GameFolder folder;
-    const std::string ini = "[Glintbook]\r\nEverRun=1\r\nAlbum1Index=25\r\n";
-    folder.write("Morrowind.ini", ini);
-    // Game and plug-in missing, album full: only the game is named.
-    EXPECT_EQ(LaunchGame(Album(1)), std::optional<std::string>(GameMissingText));
-    InstallGame(folder);
-    EXPECT_EQ(LaunchGame(Album(1)), std::optional<std::string>(PluginMissingText));
-    folder.write("Data Files/Glintbook.esp", "");
-    EXPECT_EQ(LaunchGame(Album(1)), std::optional<std::string>(AlbumFullText));
-    EXPECT_EQ(folder.read("Morrowind.ini"), ini);
-    EXPECT_FALSE(folder.exists("started.txt"));
-    EXPECT_EQ(std::string(GameMissingText), "Morrowind.exe cannot be found in this folder.");
-    EXPECT_EQ(std::string(PluginMissingText), "The appropriate Glintbook ESP could not be found.");
-    EXPECT_EQ(std::string(AlbumFullText), "The currently selected album is full.");
-}
-
-TEST(Launch, TheOtherPluginVariantNeverCounts) {
-    GameFolder folder;
-    InstallGame(folder);
-    folder.write("Data Files/Tribunal.esm", "");
-    folder.write("Data Files/Glintbook.esp", "");
-    EXPECT_EQ(LaunchGame(Album(1)), std::optional<std::string>(PluginMissingText));
-    GameFolder other;
-    InstallGame(other);
-    other.write("Data Files/Glintbook_TB.esp", "");
-    EXPECT_EQ(LaunchGame(Album(1)), std::optional<std::string>(PluginMissingText));
-    EXPECT_FALSE(other.exists("Morrowind.ini"));
-}
-
-TEST(Launch, StartsTheGameInItsFolderAfterPreparingAndRegistering) {
-    GameFolder folder;
-    InstallGame(folder);
-    folder.write("Data Files/Tribunal.esm", "");
-    folder.write("Data Files/Glintbook_TB.esp", "");
-    folder.write("Morrowind.ini", "[Game Files]\r\nGameFile0=Morrowind.esm\r\n[Glintbook]\r\nEverRun=1\r\nAlbum4Index=24\r\n");
-    EXPECT_EQ(LaunchGame(Album(4)), std::nullopt);
-    EXPECT_EQ(ReadSettingInt(section::General, key::ScreenShotIndex), 99);
-    EXPECT_EQ(ReadSettingText(section::GameFiles, "GameFile1"), "Glintbook_TB.esp");
-    ASSERT_TRUE(WaitFor(folder, "started.txt"));
+    EXPECT_EQ(LaunchGame(Choices{c.album, 512, false}).value_or(""), c.message);
+    EXPECT_EQ(folder.read("Morrowind.ini"), c.iniAfter.empty() ? c.ini : c.iniAfter);
+    if (!c.message.empty()) {
+        EXPECT_FALSE(folder.exists("started.txt"));
+        return;
+    }
+    for (int i = 0; i < 500 && !(folder.exists("started.txt") && !folder.read("started.txt").empty()); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_EQ(folder.read("started.txt"), std::filesystem::canonical(folder.path()).string() + "\n");
 }
 
-TEST(Launch, AMissingIndexCountsAsZeroAndFirstRunResetsTheAlbums) {
-    GameFolder folder;
-    InstallGame(folder);
-    folder.write("Data Files/Glintbook.esp", "");
-    folder.write("Morrowind.ini", "[Glintbook]\r\nAlbum1Index=9\r\n");
-    EXPECT_EQ(LaunchGame(Album(3)), std::nullopt);
-    EXPECT_EQ(ReadSettingInt(section::General, key::ScreenShotIndex), 50);
-    EXPECT_EQ(ReadSettingInt(section::Own, "Album1Index"), 0);
-    EXPECT_EQ(ReadSettingInt(section::Own, key::EverRun), 1);
-    EXPECT_TRUE(WaitFor(folder, "started.txt"));
-}
+const std::string Full = "[Glintbook]\r\nEverRun=1\r\nAlbum1Index=25\r\n";
+const std::string GameMissing = "Morrowind.exe cannot be found in this folder.",
+                  PluginMissing = "The appropriate Glintbook ESP could not be found.",
+                  AlbumFull = "The currently selected album is full.";
 
-TEST(Launch, AGameThatCannotBeStartedIsAFailureAfterTheWrites) {
+INSTANTIATE_TEST_SUITE_P(Rows, LaunchTest, ::testing::Values(
+    Launch{"no_game_hides_everything_else", Full, {}, 1, GameMissing},
+    Launch{"no_plugin_hides_a_full_album", Full, {Game}, 1, PluginMissing},
+    Launch{"full_album", Full, {Game, Plain}, 1, AlbumFull},
+    Launch{"expansion_needs_its_own_plugin", "", {Game, Expansion, Plain}, 1, PluginMissing},
+    Launch{"no_expansion_needs_the_plain_plugin", "", {Game, Tb}, 1, PluginMissing},
+    Launch{"starts_with_the_expansion", "[Game Files]\r\nGameFile0=Morrowind.esm\r\n[Glintbook]\r\nEverRun=1\r\nAlbum4Index=24\r\n",
+           {Game, Expansion, Tb}, 4, "",
+           "[Game Files]\r\nGameFile0=Morrowind.esm\r\nGameFile1=Glintbook_TB.esp\r\n[Glintbook]\r\nEverRun=1\r\n"
+           "Album4Index=24\r\n[General]\r\nScreen Shot Index=99\r\n"},
+    Launch{"first_run_resets_and_a_missing_index_is_zero", "[Glintbook]\r\nAlbum1Index=9\r\n", {Game, Plain}, 3, "",
+           "[Glintbook]\r\nAlbum1Index=0\r\nAlbum2Index=0\r\nAlbum3Index=0\r\nAlbum4Index=0\r\nEverRun=1\r\n"
+           "[General]\r\nScreen Shot Index=50\r\nScreen Shot Enable=1\r\n[Game Files]\r\nGameFile0=Glintbook.esp\r\n"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(LaunchFailure, AGameThatCannotBeStartedFailsAfterTheWrites) {
     GameFolder folder;
-    folder.write("Morrowind.exe", "neither a program nor a Windows image");
-    folder.write("Data Files/Glintbook.esp", "");
-    folder.write("Morrowind.ini", "[Glintbook]\r\nEverRun=1\r\nAlbum2Index=7\r\n");
-    EXPECT_THROW(LaunchGame(Album(2)), Failure);
-    EXPECT_EQ(ReadSettingInt(section::General, key::ScreenShotIndex), 32);
-    EXPECT_EQ(ReadSettingText(section::GameFiles, "GameFile0"), "Glintbook.esp");
+    InstallGame(folder, "[Glintbook]\r\nEverRun=1\r\nAlbum2Index=7\r\n");
+    folder.write(Game, "neither a program nor a Windows image");
+    EXPECT_NE(FailureOf([] { LaunchGame(Choices{2, 512, false}); }).number(), 0);
+    EXPECT_EQ(folder.read("Morrowind.ini"), "[Glintbook]\r\nEverRun=1\r\nAlbum2Index=7\r\n[General]\r\n"
+                                            "Screen Shot Index=32\r\n[Game Files]\r\nGameFile0=Glintbook.esp\r\n");
 }
 
 }  // namespace
-}  // namespace glintbook
+}  // namespace glintbook::test

@@ -3,8 +3,6 @@
 // endings kept, and which lines a write removed or added.
 #include <algorithm>
 #include <cctype>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,10 +27,6 @@ inline std::vector<TextLine> SplitLines(std::string_view s) {
     return out;
 }
 
-inline std::string ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 inline std::string Trimmed(std::string_view s) {
     const auto b = s.find_first_not_of(" \t");

@@ -1,0 +1,290 @@
+// The window's handlers without a toolkit, on a window that records what it
+// is told: the index display, "Set Index", clearing, Start's messages, the
+// monitor's critical stop, and the one way out of an unhandled failure.
+#include "app/main_form.h"
+#include "platform/failure.h"
+#include "support/game_kit.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace glintbook::test {
+namespace {
+
+struct Box {
+    std::string text, caption;
+    MessageIcon icon;
+    bool timerRunning;
+    bool operator==(const Box&) const = default;
+};
+std::ostream& operator<<(std::ostream& os, const Box& b) { return os << b.caption << ": " << b.text; }
+
+class RecordingView : public FormView {
+public:
+    Choices chosen;
+    std::string text;
+    int spin = 0;
+    std::vector<Box> boxes;
+    std::optional<int> unloaded;
+    int unloads = 0;
+    bool timerRunning = true;
+    std::function<void()> duringBox;    // what the event loop runs while a box is open
+    std::function<void()> onSetText;    // a fault of the text box
+
+    Choices choices() const override { return chosen; }
+    std::string indexText() const override { return text; }
+    void setIndexText(const std::string& t) override {
+        if (onSetText) onSetText();
+        text = t;
+    }
+    int spinValue() const override { return spin; }
+    void setSpinValue(int v) override { spin = v; }
+    void showMessage(const std::string& t, const std::string& caption, MessageIcon icon) override {
+        boxes.push_back({t, caption, icon, timerRunning});
+        if (auto run = std::exchange(duringBox, nullptr)) run();
+    }
+    void stopTimer() override { timerRunning = false; }
+    void unload(int status) override {
+        unloaded = status;
+        ++unloads;
+    }
+};
+
+// A window as the program makes it: loaded, album 1 and 512 chosen.
+struct Window : RecordingView {
+    MainForm form{*this};
+    Window() { form.dispatch([this] { form.Form_Load(); }); }
+    void run(void (MainForm::*handler)()) { form.dispatch([this, handler] { (form.*handler)(); }); }
+    void select(int album) {
+        chosen.album = album;
+        form.dispatch([this, album] { form.optAlbum_Click(album); });
+    }
+    // The scroll bar's arrows: the upper one lowers its value, which stops at 0 and 25.
+    void arrows(int up) {
+        for (int i = 0; i < std::abs(up); ++i) {
+            const int v = std::clamp(spin + (up > 0 ? -1 : 1), 0, 25);
+            if (v == spin) continue;
+            spin = v;
+            form.dispatch([this] { form.spnIndex_Change(); });
+        }
+    }
+};
+
+struct Display {
+    const char* name;
+    std::string stored;  // [Glintbook] lines
+    int album;
+    int arrows;          // up (+) or down (-) presses
+    std::string text;
+    int spin;
+};
+void PrintTo(const Display& c, std::ostream* os) { *os << c.name; }
+
+class IndexDisplay : public ::testing::TestWithParam<Display> {};
+
+TEST_P(IndexDisplay, ShowsTheStoredIndexAndStepsWithoutWriting) {
+    const Display& c = GetParam();
+    GameFolder folder;
+    const std::string ini = "[Glintbook]\r\n" + c.stored;
+    folder.write("Morrowind.ini", ini);
+    Window w;
+    if (c.album != 1) w.select(c.album);
+    w.arrows(c.arrows);
+    EXPECT_EQ(w.text, c.text);
+    EXPECT_EQ(w.spin, c.spin);
+    EXPECT_EQ(folder.read("Morrowind.ini"), ini);
+    EXPECT_EQ(w.boxes, std::vector<Box>{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, IndexDisplay, ::testing::Values(
+    Display{"at_start", "Album1Index=7\r\nAlbum2Index=3\r\n", 1, 0, "7", 18},
+    Display{"no_key", "", 1, 0, "0", 25},
+    Display{"upper_arrow_at_25", "Album1Index=25\r\n", 1, 1, "25", 0},
+    Display{"lower_arrow_at_0", "Album2Index=0\r\n", 2, -1, "0", 25},
+    Display{"three_up", "Album2Index=4\r\n", 2, 3, "7", 18},
+    Display{"two_down", "Album3Index=9\r\n", 3, -2, "7", 18},
+    Display{"above_range_shown_as_it_is", "Album1Index=30\r\n", 1, 0, "30", 0},
+    Display{"above_range_steps_from_the_end", "Album1Index=30\r\n", 1, -1, "24", 1},
+    Display{"below_range_shown_as_it_is", "Album2Index=-3\r\n", 2, 0, "-3", 25},
+    Display{"below_range_steps_from_the_end", "Album2Index=-3\r\n", 2, 1, "1", 24},
+    Display{"not_a_number", "Album3Index=oops\r\n", 3, 0, "0", 25}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+struct SetIndex {
+    const char* name;
+    std::string before;
+    int album;
+    int arrows;
+    std::string after;
+};
+void PrintTo(const SetIndex& c, std::ostream* os) { *os << c.name; }
+
+class SetIndexTest : public ::testing::TestWithParam<SetIndex> {};
+
+TEST_P(SetIndexTest, WritesTheAlbumKeyThenTheCounter) {
+    const SetIndex& c = GetParam();
+    GameFolder folder;
+    if (!c.before.empty()) folder.write("Morrowind.ini", c.before);
+    Window w;
+    w.select(c.album);
+    w.arrows(c.arrows);
+    w.run(&MainForm::cmdSetIndex_Click);
+    EXPECT_EQ(folder.exists("Morrowind.ini") ? folder.read("Morrowind.ini") : "", c.after);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, SetIndexTest, ::testing::Values(
+    SetIndex{"album_three", "", 3, 7, "[Glintbook]\r\nAlbum3Index=7\r\n[General]\r\nScreen Shot Index=57\r\n"},
+    SetIndex{"album_four_full", "[Glintbook]\r\nAlbum4Index=3\r\n", 4, 30,
+             "[Glintbook]\r\nAlbum4Index=25\r\n[General]\r\nScreen Shot Index=100\r\n"},
+    SetIndex{"album_one_empty", "[General]\r\nScreen Shot Index=12\r\n[Glintbook]\r\nAlbum1Index=5\r\n", 1, -30,
+             "[General]\r\nScreen Shot Index=0\r\n[Glintbook]\r\nAlbum1Index=0\r\n"},
+    SetIndex{"out_of_range_stored_unchanged", "[Glintbook]\r\nAlbum2Index=-3\r\n", 2, 0,
+             "[Glintbook]\r\nAlbum2Index=-3\r\n[General]\r\nScreen Shot Index=22\r\n"},
+    SetIndex{"no_album_writes_nothing", "[Glintbook]\r\nAlbum2Index=4\r\n", 0, 0, "[Glintbook]\r\nAlbum2Index=4\r\n"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(Display, EverySelectionReadsTheFileAfresh) {
+    GameFolder folder;
+    folder.write("Morrowind.ini", "[General]\r\nScreen Shot Index=61\r\n[Glintbook]\r\nAlbum2Index=4\r\n");
+    Window w;
+    w.select(2);
+    EXPECT_EQ(w.text, "4");
+    folder.write("Morrowind.ini", "[Glintbook]\r\nAlbum2Index=11\r\n");
+    w.select(1);
+    w.select(2);
+    EXPECT_EQ(w.text, "11");
+}
+
+TEST(Clear, RefreshesTheDisplayOrFailsBeforeIt) {
+    GameFolder folder;
+    InstallGame(folder, "[Glintbook]\r\nAlbum2Index=13\r\n", Kit{.stock = true});
+    Window w;
+    w.select(2);
+    w.run(&MainForm::cmdClear_Click);
+    EXPECT_EQ(std::pair(w.text, w.spin), std::pair(std::string("0"), 25));
+    EXPECT_FALSE(w.unloaded);
+
+    folder.write("Morrowind.ini", "[Glintbook]\r\nAlbum3Index=15\r\n");
+    std::filesystem::remove(folder.file("Data Files/Textures/qor_tx_photo_orig.bmp"));
+    w.select(3);
+    w.run(&MainForm::cmdClear_Click);
+    EXPECT_EQ(w.text, "15");  // the refresh never ran
+    EXPECT_EQ(w.unloaded, 1);
+    ASSERT_EQ(w.boxes.size(), 1u);
+    EXPECT_EQ(w.boxes[0].text.rfind("Run-time error '53':\n\nFile not found: ", 0), 0u) << w.boxes[0];
+}
+
+struct Unhandled {
+    const char* name;
+    std::function<void()> fault;
+    std::string shown;
+};
+void PrintTo(const Unhandled& c, std::ostream* os) { *os << c.name; }
+
+class Failures : public ::testing::TestWithParam<Unhandled> {};
+
+// An unhandled failure stops the timer, shows its box, ends the program with
+// status 1, and nothing runs after it: not the rest of its handler, not a
+// handler it was called from, not a later event.
+TEST_P(Failures, ShowTheirBoxAndEndTheProgram) {
+    const Unhandled& c = GetParam();
+    GameFolder folder;
+    Window w;
+    bool after = false;
+    w.form.dispatch([&] {
+        w.form.dispatch([&] {
+            c.fault();
+            after = true;
+        });
+        after = true;
+    });
+    w.form.dispatch([&] { after = true; });
+    EXPECT_FALSE(after);
+    EXPECT_EQ(w.boxes, (std::vector<Box>{{c.shown, "Glintbook", MessageIcon::Stop, false}}));
+    EXPECT_EQ(w.unloaded, 1);
+    EXPECT_EQ(w.unloads, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, Failures, ::testing::Values(
+    Unhandled{"failure", [] { throw Failure(ErrPathNotFound, "Path not found: x"); }, "Run-time error '76':\n\nPath not found: x"},
+    Unhandled{"out_of_memory", [] { throw std::bad_alloc(); }, "Run-time error '7':\n\nOut of memory"},
+    Unhandled{"anything_else", [] { throw std::out_of_range("index"); }, "Run-time error '51':\n\nInternal error: index"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(FailuresAtLoad, EndTheProgramBeforeItsWindowShows) {
+    GameFolder folder;
+    RecordingView view;
+    view.onSetText = [] { throw Failure(ErrOutOfMemory, "Out of memory"); };
+    MainForm form(view);
+    form.dispatch([&] { form.Form_Load(); });
+    EXPECT_EQ(form.exitStatus(), 1);
+    EXPECT_EQ(view.unloaded, 1);
+    EXPECT_EQ(view.boxes.size(), 1u);
+}
+
+TEST(Start, ShowsItsMessageAndStays) {
+    GameFolder folder;
+    Window w;
+    w.run(&MainForm::cmdStart_Click);
+    EXPECT_EQ(w.boxes, (std::vector<Box>{{"Morrowind.exe cannot be found in this folder.", "Glintbook",
+                                          MessageIcon::None, true}}));
+    EXPECT_FALSE(w.unloaded);
+}
+
+TEST(Start, AFailureUnderItsBoxEndsTheProgramAndTheHandler) {
+    GameFolder folder;
+    Window w;
+    w.duringBox = [&] { w.form.dispatch([] { throw Failure(ErrDiskFull, "Disk full"); }); };
+    bool after = false;
+    w.form.dispatch([&] {
+        w.form.cmdStart_Click();
+        after = true;
+    });
+    EXPECT_FALSE(after);
+    EXPECT_EQ(w.boxes.size(), 2u);
+    EXPECT_EQ(w.unloads, 1);
+}
+
+TEST(Monitor, TheCriticalStopStopsTheTimerFirstAndWritesNothing) {
+    GameFolder folder;
+    folder.write("Morrowind.ini", "[General]\r\nScreen Shot Index=7\r\n");
+    Window w;
+    w.form.processSource = [] { return std::optional<Names>(); };
+    w.run(&MainForm::Timer1_Timer);
+    w.run(&MainForm::Timer1_Timer);
+    EXPECT_EQ(w.boxes, (std::vector<Box>{{"Glintbook encountered a critical error and needs to close.", "Critical Error",
+                                          MessageIcon::Stop, false}}));
+    EXPECT_EQ(w.unloaded, 1);
+    EXPECT_EQ(folder.read("Morrowind.ini"), "[General]\r\nScreen Shot Index=7\r\n");
+}
+
+TEST(Monitor, ASessionEndsTheProgramWhenTheGameHasGone) {
+    GameFolder folder;
+    InstallGame(folder, "[Glintbook]\r\nEverRun=1\r\n");
+    Window w;
+    Names names = {"init"};
+    w.form.processSource = [&names] { return std::optional<Names>(names); };
+    w.run(&MainForm::Timer1_Timer);
+    EXPECT_FALSE(w.form.GameRunning());
+    names.push_back("Morrowind.exe");
+    w.run(&MainForm::Timer1_Timer);
+    EXPECT_TRUE(w.form.GameRunning());
+    names.pop_back();
+    w.run(&MainForm::Timer1_Timer);
+    EXPECT_EQ(w.unloaded, 0);
+    EXPECT_EQ(folder.read("Morrowind.ini"), "[Glintbook]\r\nEverRun=1\r\nAlbum1Index=0\r\n[General]\r\nScreen Shot Index=0\r\n");
+}
+
+TEST(Exit, EndsWithoutWriting) {
+    GameFolder folder;
+    folder.write("Morrowind.ini", "[Glintbook]\r\nAlbum1Index=4\r\n");
+    Window w;
+    w.run(&MainForm::cmdExit_Click);
+    EXPECT_EQ(w.unloaded, 0);
+    EXPECT_EQ(folder.read("Morrowind.ini"), "[Glintbook]\r\nAlbum1Index=4\r\n");
+}
+
+}  // namespace
+}  // namespace glintbook::test

@@ -1,0 +1,173 @@
+// Readying Morrowind.ini for a session and entering the plug-in in the load
+// list: each row is a settings file and the installation before, and the
+// file (or the load list) after.
+#include "platform/failure.h"
+#include "settings/catalogue.h"
+#include "settings/prepare_session.h"
+#include "settings/register_plugin.h"
+#include "settings/settings_file.h"
+#include "support/game_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace glintbook::test {
+namespace {
+
+const std::string Plain = "Data Files/Glintbook.esp", Tb = "Data Files/Glintbook_TB.esp",
+                  Expansion = "Data Files/Tribunal.esm";
+
+struct Prepare {
+    const char* name;
+    std::string before;               // Morrowind.ini; "" for none
+    std::vector<std::string> files;   // below the game folder
+    int album;                        // 0: none selected
+    std::optional<long long> counter; // "Screen Shot Index" appended to `before`; none: the program ends
+    std::string after = "";           // the whole file, where appending the counter does not say it
+    bool returns = false;             // without a counter: returns instead of ending the program
+};
+void PrintTo(const Prepare& c, std::ostream* os) { *os << c.name; }
+
+std::string Later(int album, const char* index) {
+    return "[Glintbook]\r\nEverRun=1\r\n" + AlbumIndexKey(album) + "=" + index + "\r\n";
+}
+
+class PrepareSessionTest : public ::testing::TestWithParam<Prepare> {};
+
+TEST_P(PrepareSessionTest, WritesAndEnds) {
+    const Prepare& c = GetParam();
+    GameFolder folder;
+    if (!c.before.empty()) folder.write("Morrowind.ini", c.before);
+    for (const std::string& f : c.files) folder.write(f, "");
+    const Choices choices{c.album, 512, false};
+    if (c.counter || c.returns) {
+        PrepareSession(choices);
+    } else {
+        EXPECT_THROW(PrepareSession(choices), ProgramEnd);
+    }
+    const std::string after = !c.after.empty() ? c.after
+                              : c.counter      ? c.before + "[General]\r\nScreen Shot Index=" + DecimalText(*c.counter) + "\r\n"
+                                               : c.before;
+    EXPECT_EQ(folder.exists("Morrowind.ini") ? folder.read("Morrowind.ini") : "", after);
+}
+
+const std::string FirstRun =
+    "[General]\r\nScreen Shot Enable=1\r\nScreen Shot Index=50\r\n"
+    "[Glintbook]\r\nAlbum1Index=0\r\nAlbum2Index=0\r\nAlbum3Index=0\r\nAlbum4Index=0\r\nEverRun=1\r\n";
+const std::string HandSet = "[Glintbook]\r\nAlbum2Index=9\r\nAlbum4Index=3\r\n";
+const std::string HandSetReset = "[Glintbook]\r\nAlbum2Index=0\r\nAlbum4Index=0\r\nAlbum1Index=0\r\nAlbum3Index=0\r\n"
+                                 "EverRun=1\r\n[General]\r\nScreen Shot Enable=1\r\nScreen Shot Index=25\r\n";
+
+INSTANTIATE_TEST_SUITE_P(Rows, PrepareSessionTest, ::testing::Values(
+    Prepare{"first_run", "", {Plain}, 3, 50, FirstRun},
+    Prepare{"no_marker_resets_hand_set_indexes", HandSet, {Plain}, 2, 25, HandSetReset},
+    Prepare{"marker_zero_is_no_marker", "[Glintbook]\r\nEverRun=0\r\nAlbum2Index=9\r\n", {Plain}, 2, 25,
+            "[Glintbook]\r\nEverRun=1\r\nAlbum2Index=0\r\nAlbum1Index=0\r\nAlbum3Index=0\r\nAlbum4Index=0\r\n"
+            "[General]\r\nScreen Shot Enable=1\r\nScreen Shot Index=25\r\n"},
+    Prepare{"first_run_without_plugin_keeps_defaults", "", {}, 1, {},
+            "[General]\r\nScreen Shot Enable=1\r\nScreen Shot Index=0\r\n[Glintbook]\r\nAlbum1Index=0\r\n"
+            "Album2Index=0\r\nAlbum3Index=0\r\nAlbum4Index=0\r\nEverRun=1\r\n"},
+    Prepare{"later_run_writes_the_counter_only",
+            "[General]\r\nScreen Shot Index=3\r\n[Glintbook]\r\nEverRun=1\r\nAlbum2Index=7\r\n", {Plain}, 2, 32,
+            "[General]\r\nScreen Shot Index=32\r\n[Glintbook]\r\nEverRun=1\r\nAlbum2Index=7\r\n"},
+    Prepare{"any_other_marker_skips_defaults", "[Glintbook]\r\nEverRun=-1\r\n", {Plain}, 4, 75},
+    Prepare{"expansion_wants_its_own_plugin", Later(1, "5"), {Expansion, Plain}, 1, {}},
+    Prepare{"no_expansion_wants_the_plain_plugin", Later(1, "5"), {Tb}, 1, {}},
+    Prepare{"expansion_with_its_plugin", Later(1, "5"), {Expansion, Tb}, 1, 5},
+    Prepare{"full_at_25", Later(1, "25"), {Plain}, 1, {}},
+    Prepare{"full_album_four", Later(4, "25"), {Plain}, 4, {}},
+    Prepare{"far_beyond_full", Later(2, "1000"), {Plain}, 2, {}},
+    Prepare{"one_short_of_full", Later(4, "24"), {Plain}, 4, 99},
+    Prepare{"negative_passes", Later(1, "-3"), {Plain}, 1, -3},
+    Prepare{"negative_album_three", Later(3, "-60"), {Plain}, 3, -10},
+    Prepare{"no_album_selected_writes_no_counter", Later(3, "40"), {Plain}, 0, {}, Later(3, "40"), true},
+    // Indexes edited by hand convert as the settings layer reads numbers.
+    Prepare{"letters", Later(2, "abc"), {Plain}, 2, 25},
+    Prepare{"fraction", Later(2, "3.7"), {Plain}, 2, 28},
+    Prepare{"hexadecimal", Later(1, "0x10"), {Plain}, 1, 16},
+    Prepare{"blanks", Later(4, " 12 "), {Plain}, 4, 87},
+    Prepare{"exponent", Later(1, "1e3"), {Plain}, 1, 1},
+    Prepare{"quoted", Later(2, "\"7\""), {Plain}, 2, 32},
+    Prepare{"wraps_to_large", Later(1, "99999999999"), {Plain}, 1, {}},
+    Prepare{"largest", Later(4, "2147483647"), {Plain}, 4, {}},
+    Prepare{"smallest", Later(4, "-2147483648"), {Plain}, 4, -2147483648LL + 75},
+    Prepare{"wraps_to_zero", Later(3, "4294967296"), {Plain}, 3, 50}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// The load list: GameFile0, GameFile1, ... ; nullopt for an absent key.
+using List = std::vector<std::optional<std::string>>;
+
+struct Register {
+    const char* name;
+    List before;
+    bool expansion;
+    std::vector<std::string> after;  // GameFile0.. as read; empty: the file is unchanged
+    int launches = 1;
+};
+void PrintTo(const Register& c, std::ostream* os) { *os << c.name; }
+
+List Others(int count) {
+    List list;
+    for (int i = 0; i < count; ++i) list.push_back("f" + std::to_string(i) + ".esp");
+    return list;
+}
+
+List With(List list, std::initializer_list<std::pair<int, const char*>> changes) {
+    for (auto [at, name] : changes) list[size_t(at)] = name;
+    return list;
+}
+
+class RegisterPluginTest : public ::testing::TestWithParam<Register> {};
+
+TEST_P(RegisterPluginTest, LoadListAfter) {
+    const Register& c = GetParam();
+    GameFolder folder;
+    std::string ini = "[Game Files]\r\n";
+    for (size_t i = 0; i < c.before.size(); ++i)
+        if (c.before[i]) ini += GameFileKey(int(i)) + "=" + *c.before[i] + "\r\n";
+    folder.write("Morrowind.ini", ini);
+    if (c.expansion) folder.write(Expansion, "");
+    for (int i = 0; i < c.launches; ++i) RegisterPlugin();
+    if (c.after.empty()) {
+        EXPECT_EQ(folder.read("Morrowind.ini"), ini);
+        return;
+    }
+    std::vector<std::string> after;
+    for (size_t i = 0; i < c.after.size(); ++i) after.push_back(ReadSettingText(section::GameFiles, GameFileKey(int(i))));
+    EXPECT_EQ(after, c.after);
+}
+
+const std::string P = "Glintbook.esp", T = "Glintbook_TB.esp";
+
+// Copies at 1 and 2 of a list of 258: the shift stops at GameFile255, so
+// GameFile256 appears twice.
+std::vector<std::string> ShiftedUpTo255() {
+    std::vector<std::string> out{"f0.esp", P};
+    for (int i = 2; i < 258; ++i) out.push_back("f" + std::to_string(i == 257 ? 257 : std::min(i + 1, 256)) + ".esp");
+    return out;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, RegisterPluginTest, ::testing::Values(
+    Register{"appended", {"a.esm"}, false, {"a.esm", P, ""}},
+    Register{"empty_list", {}, false, {P, ""}},
+    Register{"replaces_the_other_variant", {"a.esm", T}, false, {"a.esm", P, ""}},
+    Register{"a_gap_ends_the_list", {"a.esm", std::nullopt, "b.esp"}, false, {"a.esm", P, "b.esp"}},
+    Register{"an_empty_value_ends_it_too", {"a.esm", "", "b.esp"}, false, {"a.esm", P, "b.esp"}},
+    Register{"other_variant_before_wanted", {"a.esm", T, P}, false, {"a.esm", P, P}},
+    Register{"expansion_installed_since", {"a.esm", P}, true, {"a.esm", T, ""}},
+    Register{"expansion_already_registered", {"a.esm", T}, true, {}},
+    Register{"letter_case_matters", {"glintbook.esp", "GLINTBOOK_TB.ESP"}, false, {"glintbook.esp", "GLINTBOOK_TB.ESP", P}},
+    Register{"second_copy_removes_the_first", {"a.esm", P, "c.esp", P}, false, {"a.esm", "c.esp", P, "", ""}},
+    Register{"registered_once_is_left_alone", {"a.esm", P, "b.esp"}, false, {}},
+    Register{"registered_before_the_other", {"a.esm", P, T, "b.esp"}, false, {}},
+    Register{"repeated_launches_keep_one_copy", {"a.esm"}, false, {"a.esm", P, ""}, 3},
+    Register{"a_copy_at_zero_is_never_removed", {P, "a.esm", P}, false, {}},
+    Register{"copies_at_0_2_3", {P, "a.esm", P, P, "b.esp"}, false, {P, "a.esm", P, "b.esp", ""}},
+    Register{"full_list_is_not_written", Others(257), false, {}},
+    Register{"removal_rewrites_no_key_beyond_255", With(Others(258), {{1, "Glintbook.esp"}, {2, "Glintbook.esp"}}),
+             false, ShiftedUpTo255()}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace glintbook::test

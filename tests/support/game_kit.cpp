@@ -1,0 +1,58 @@
+#include "support/game_kit.h"
+
+#include "imaging/picture_io.h"
+#include "platform/files.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace glintbook::test {
+
+Picture TestPicture(int width, int height, unsigned seed) {
+    Picture p{width, height, std::vector<Colour>(size_t(width) * size_t(height))};
+    unsigned s = seed * 2654435761u + 1;
+    for (Colour& c : p.pixels) {
+        s = s * 1103515245u + 12345u;
+        c = (s >> 8) & 0x00FFFFFFu;
+    }
+    return p;
+}
+
+void SaveShot(const GameFolder& folder, const std::string& name, int width, int height, unsigned seed) {
+    SavePicture(TestPicture(width, height, seed), folder.file(name));
+}
+
+void InstallGame(const GameFolder& folder, const std::string& ini, Kit what) {
+    folder.write("Morrowind.ini", ini);
+    if (what.textures) folder.mkdir("Data Files/Textures");
+    if (what.expansion) folder.write("Data Files/Tribunal.esm", "");
+    if (what.plugin) folder.write(what.expansion ? "Data Files/Glintbook_TB.esp" : "Data Files/Glintbook.esp", "");
+    if (what.stock) folder.write("Data Files/Textures/qor_tx_photo_orig.bmp", Stock);
+}
+
+Failure FailureOf(const std::function<void()>& fn) {
+    try {
+        fn();
+    } catch (const Failure& f) {
+        return f;
+    }
+    ADD_FAILURE() << "expected a failure";
+    return Failure(0, "");
+}
+
+Fault::Fault(std::string where, int err, std::string step) {
+    files::SetFaultHook([where, err, step](std::string_view s, const std::string& path) {
+        return path.find(where) != std::string::npos && (step.empty() || s == step) ? err : 0;
+    });
+}
+
+Fault::~Fault() { files::SetFaultHook(nullptr); }
+
+std::vector<std::string> Temporaries(const GameFolder& folder) {
+    std::vector<std::string> found;
+    for (const auto& e : std::filesystem::recursive_directory_iterator(folder.path()))
+        if (e.path().filename().string().find(".tmp-") != std::string::npos) found.push_back(e.path().string());
+    return found;
+}
+
+}  // namespace glintbook::test

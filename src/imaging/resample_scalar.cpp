@@ -56,9 +56,9 @@ void ExactRowsScalar(const Picture& source, Picture& target, const ExactPlan& pl
     const int w = target.width;
     const ExactAxis& ax = plan.ax;
     const ExactAxis& ay = plan.ay;
-    // 255 * Q fits 32 bits for any picture; the horizontal sums, up to
-    // 255 * P * Q < 2^53, need 64.
-    std::vector<std::uint32_t> column(W * 3);
+    // The vertical sums reach 255 * Q, which passes 2^32 for a source over
+    // 16.8 million rows tall; the horizontal sums reach 255 * P * Q < 2^53.
+    std::vector<std::uint64_t> column(W * 3);
     const double scale = 1.0 / (double(ax.ratio.den) * double(ay.ratio.den));  // a power of two
     const double rx = double(source.width) / double(w);
     const double ry = double(source.height) / double(target.height);
@@ -66,7 +66,7 @@ void ExactRowsScalar(const Picture& source, Picture& target, const ExactPlan& pl
     for (int y = y0; y < y1; ++y) {
         std::fill(column.begin(), column.end(), 0u);
         for (int k = 0; k < ay.taps; ++k) {
-            const std::uint32_t wy = std::uint32_t(ay.weight[size_t(y) * size_t(ay.taps) + size_t(k)]);
+            const std::uint64_t wy = std::uint64_t(ay.weight[size_t(y) * size_t(ay.taps) + size_t(k)]);
             if (wy == 0) continue;
             const Colour* row = source.pixels.data() + size_t(ay.start[size_t(y)] + k) * W;
             for (size_t i = 0; i < W; ++i) {
@@ -79,7 +79,7 @@ void ExactRowsScalar(const Picture& source, Picture& target, const ExactPlan& pl
         Colour* out = target.pixels.data() + size_t(y) * size_t(target.width);
         for (int x = 0; x < w; ++x) {
             const std::int32_t* weights = &ax.weight[size_t(x) * size_t(ax.taps)];
-            const std::uint32_t* v = &column[3 * size_t(ax.start[size_t(x)])];
+            const std::uint64_t* v = &column[3 * size_t(ax.start[size_t(x)])];
             std::uint64_t red = 0, green = 0, blue = 0;
             for (int k = 0; k < ax.taps; ++k) {
                 const std::uint64_t wx = std::uint64_t(weights[k]);

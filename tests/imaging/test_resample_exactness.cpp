@@ -153,6 +153,12 @@ TEST(ResampleRandom, EdgeShapes) {
     for (const auto& s : shapes) ExpectMatchesOracle(RandomPicture(s[0], s[1], std::uint32_t(s[0] + s[3]), true), s[2], s[3]);
 }
 
+// A column of 16,843,020 white pixels sums past 2^32 in any method's units.
+TEST(ResampleRandom, SumsBeyond32Bits) {
+    const Picture white{1, 16843020, std::vector<Colour>(16843020, 0x00FFFFFFu)};
+    EXPECT_EQ(ResizePicture(white, 1, 1).pixels, std::vector<Colour>{0x00FFFFFFu});
+}
+
 // With sum + weight*value contracted into a fused multiply-add this case
 // already comes out different by one; the library is built without it.
 TEST(ResampleRandom, NoFusedMultiplyAdd) {

@@ -168,8 +168,6 @@ Picture ResizeWith(const Picture& source, int width, int height, Method method, 
     }
     case Method::Automatic: break;  // never chosen
     }
-    // BitmapToPicture's part: the new picture owns its pixels and goes to the
-    // caller, who releases it; the source was only read.
     return target;
 }
 

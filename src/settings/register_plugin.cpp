@@ -6,26 +6,16 @@
 #include "settings/game_files.h"
 #include "settings/settings_file.h"
 
-// Rules for the cases the load list leaves open:
-//
-// - A list that already holds the wanted name is left as it is when the scan
-//   then meets the other name or the end of the list. Writing the wanted name
-//   again would only make the list alternate between one and two copies from
-//   one launch to the next.
-// - "Holds the wanted name" counts a copy at any position, position 0
-//   included. The remembered first copy uses 0 for "none", so a copy at
-//   position 0 is never remembered and never removed; it still counts as
-//   present, so it is not appended again. Two copies are reduced by removing
-//   the remembered first copy when the next one is met; with copies at 0 and
-//   at p > 0 only p is remembered, and the list stays as it is unless a third
-//   copy follows.
-// - A list whose positions 0..256 all hold other entries gets no
-//   registration and is not written: the game cannot load that many files,
-//   so a name entered behind them would not be loaded either.
-// - A removal rewrites keys up to GameFile255 only. In a list that reaches
-//   beyond GameFile256, the entries from GameFile256 on stay where they are,
-//   so GameFile256 then also appears at GameFile255. The game never gets to
-//   those positions.
+// Where the load list leaves a choice:
+// - A list that already holds the wanted name (at any position, 0 included)
+//   is left as it is; writing it again would make the list alternate between
+//   one and two copies from launch to launch. Of two copies the remembered
+//   first one is removed; 0 stands for "none remembered", so a copy at 0 is
+//   never removed.
+// - A list whose positions 0..256 all hold other entries is not written: the
+//   game could not load a name entered behind them.
+// - A removal rewrites keys up to GameFile255 only, so in a longer list
+//   GameFile256 then also appears at GameFile255, where the game never looks.
 
 namespace glintbook {
 

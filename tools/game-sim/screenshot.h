@@ -1,7 +1,6 @@
 #pragma once
 // The game's screenshot: a picture into the game folder, named and numbered
 // from Morrowind.ini, read afresh for every shot.
-#include <cstddef>  // picture.h uses size_t without including it
 #include <string>
 
 #include "imaging/picture.h"

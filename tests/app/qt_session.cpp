@@ -1,17 +1,14 @@
-// Whole sessions through the real window and the game simulator, as a player
-// has them: the game is started from the window or by other means,
-// screenshots become album pictures, and the program ends when the game does.
-// The monitor's other cases are tested without a window. The monitor's interval
+// A whole session through the real window, the system's process list and
+// the game simulator, as a player has it: Start starts the game, its
+// screenshots become album pictures, and the program ends when the game
+// does. The monitor's other cases are tested without a window. Its interval
 // is shortened here through Timer1, which the program itself never changes.
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
 #include "support/game_folder.h"
 #include "window_fixture.h"
 
-#include <QCheckBox>
-#include <QProcess>
 #include <QPushButton>
-#include <QRadioButton>
 #include <QTest>
 #include <QTimer>
 #include <filesystem>
@@ -35,41 +32,11 @@ void InstallGame(const GameFolder& folder) {
     std::filesystem::copy_file(GAME_SIM_PATH, folder.file("Morrowind.exe"));
 }
 
-// A player who has run a session before: no first-run defaults, and the
-// game's screenshots switched on.
-void Veteran() {
-    WriteSetting(section::Own, key::EverRun, "1");
-    WriteSetting(section::General, key::ScreenShotEnable, "1");
-}
-
 void Command(const GameFolder& folder, const std::string& line) {
     std::ofstream(folder.file("game-sim.commands"), std::ios::app) << line << "\n";
 }
 
 std::string Photo(int p) { return "Data Files/BookArt/Photo " + std::to_string(p) + ".bmp"; }
-
-void Fast(Window& w) { w.form->Timer1->setInterval(TickMs); }
-
-// A simulator started by other means than the Start button, fed on stdin.
-struct OtherGame {
-    QProcess process;
-    explicit OtherGame(const GameFolder& folder) {
-        process.setWorkingDirectory(QString::fromStdString(folder.path()));
-        process.start(QString::fromStdString(folder.file("Morrowind.exe")), {});
-        process.waitForStarted();
-    }
-    void send(const char* line) {
-        process.write(line);
-        process.write("\n");
-        process.waitForBytesWritten();
-    }
-    ~OtherGame() {
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished();
-        }
-    }
-};
 
 }  // namespace
 
@@ -81,7 +48,7 @@ private slots:
         GameFolder folder;
         InstallGame(folder);
         Window w;
-        Fast(w);
+        w.form->Timer1->setInterval(TickMs);
         QTest::mouseClick(w.form->cmdStart, Qt::LeftButton);
         QVERIFY(w.boxes->shown.empty());
         QCOMPARE(ReadSettingText(section::GameFiles, "GameFile3"), std::string("Glintbook.esp"));
@@ -101,25 +68,6 @@ private slots:
             QVERIFY(!folder.exists("ScreenShot " + std::to_string(i) + ".bmp"));
         }
         QVERIFY(w.boxes->shown.empty());
-    }
-
-    void aGameStartedByOtherMeansIsTakenOver() {
-        GameFolder folder;
-        InstallGame(folder);
-        Veteran();
-        WriteSetting(section::Own, "Album2Index", "7");
-        Window w;
-        Fast(w);
-        QTest::mouseClick(w.form->optAlbum2, Qt::LeftButton);
-        OtherGame game(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
-        QCOMPARE(ReadSettingInt(section::General, key::ScreenShotIndex), 32);
-        game.send("shot");
-        QTRY_VERIFY_WITH_TIMEOUT(folder.exists(Photo(33)), WaitMs);
-        QVERIFY(folder.exists("Data Files/Textures/qor_tx_photo_32.bmp"));
-        game.send("quit");
-        QTRY_VERIFY_WITH_TIMEOUT(w.endStatus.has_value(), WaitMs);
-        QCOMPARE(ReadSettingInt(section::Own, "Album2Index"), 8);
     }
 };
 

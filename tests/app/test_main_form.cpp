@@ -260,31 +260,5 @@ TEST(Monitor, TheCriticalStopStopsTheTimerFirstAndWritesNothing) {
     EXPECT_EQ(folder.read("Morrowind.ini"), "[General]\r\nScreen Shot Index=7\r\n");
 }
 
-TEST(Monitor, ASessionEndsTheProgramWhenTheGameHasGone) {
-    GameFolder folder;
-    InstallGame(folder, "[Glintbook]\r\nEverRun=1\r\n");
-    Window w;
-    Names names = {"init"};
-    w.form.processSource = [&names] { return std::optional<Names>(names); };
-    w.run(&MainForm::Timer1_Timer);
-    EXPECT_FALSE(w.form.GameRunning());
-    names.push_back("Morrowind.exe");
-    w.run(&MainForm::Timer1_Timer);
-    EXPECT_TRUE(w.form.GameRunning());
-    names.pop_back();
-    w.run(&MainForm::Timer1_Timer);
-    EXPECT_EQ(w.unloaded, 0);
-    EXPECT_EQ(folder.read("Morrowind.ini"), "[Glintbook]\r\nEverRun=1\r\nAlbum1Index=0\r\n[General]\r\nScreen Shot Index=0\r\n");
-}
-
-TEST(Exit, EndsWithoutWriting) {
-    GameFolder folder;
-    folder.write("Morrowind.ini", "[Glintbook]\r\nAlbum1Index=4\r\n");
-    Window w;
-    w.run(&MainForm::cmdExit_Click);
-    EXPECT_EQ(w.unloaded, 0);
-    EXPECT_EQ(folder.read("Morrowind.ini"), "[Glintbook]\r\nAlbum1Index=4\r\n");
-}
-
 }  // namespace
 }  // namespace glintbook::test

@@ -147,6 +147,12 @@ bool FolderExists(const std::string& path) {
     return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+std::optional<std::uint64_t> FileSize(const std::string& path) {
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
+    return std::uint64_t(st.st_size);
+}
+
 std::optional<std::string> TryReadFile(const std::string& path) {
     if (Injected("read", path)) return std::nullopt;
     FILE* f = std::fopen(path.c_str(), "rb");

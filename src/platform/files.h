@@ -4,6 +4,7 @@
 // path written the way the game writes its own ("\Data Files\Textures\...").
 // Operations that fail throw Failure (failure.h), except the Try... forms,
 // which the settings file uses because its writes fail silently.
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -20,6 +21,8 @@ std::string GamePath(std::string_view relative);
 
 bool FileExists(const std::string& path);    // a regular file (or a link to one)
 bool FolderExists(const std::string& path);  // a directory
+// The size in bytes of a regular file; nothing when there is none.
+std::optional<std::uint64_t> FileSize(const std::string& path);
 
 std::string ReadFile(const std::string& path);
 std::optional<std::string> TryReadFile(const std::string& path);

@@ -17,6 +17,9 @@ std::string StockTexture() { return std::string(TexturesFolder) + "\\" + StockTe
 std::string BookArtName(long long p) { return "Photo " + DecimalText(p) + ".bmp"; }
 std::string BookArtPath(long long p) { return std::string(BookArtFolder) + "\\" + BookArtName(p); }
 
+std::string PhotoMeshModel(long long t) { return "glintbook\\photo_" + DecimalText(t) + ".nif"; }
+std::string PhotoMeshPath(long long t) { return std::string(MeshesFolder) + "\\" + PhotoMeshModel(t); }
+
 std::string ScreenshotPath(std::string_view base, long long number) {
     return "\\" + std::string(base) + " " + DecimalText(number) + ".bmp";
 }

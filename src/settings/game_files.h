@@ -19,6 +19,7 @@ inline constexpr char ExpansionPlugin[] = "Glintbook_TB.esp";  // for a game wit
 inline constexpr char TexturesFolder[] = "\\Data Files\\Textures";
 inline constexpr char BookArtFolder[] = "\\Data Files\\BookArt";
 inline constexpr char MeshesFolder[] = "\\Data Files\\Meshes";
+inline constexpr char PhotoMeshFolder[] = "\\Data Files\\Meshes\\glintbook";  // the plug-in's own meshes
 inline constexpr char ArchiveFolder[] = "\\Screenshots";
 inline constexpr char StockTextureName[] = "qor_tx_photo_orig.bmp";
 
@@ -37,6 +38,11 @@ std::string TexturePath(long long t);  // "\Data Files\Textures\qor_tx_photo_<t>
 std::string StockTexture();            // "\Data Files\Textures\qor_tx_photo_orig.bmp"
 std::string BookArtName(long long p);  // "Photo <p>.bmp"
 std::string BookArtPath(long long p);  // "\Data Files\BookArt\Photo <p>.bmp"
+
+// The plug-in's mesh of the photograph that shows texture t (0..99): as its
+// record names it, relative to the meshes folder, and as a path.
+std::string PhotoMeshModel(long long t);  // "glintbook\photo_<t>.nif"
+std::string PhotoMeshPath(long long t);   // "\Data Files\Meshes\glintbook\photo_<t>.nif"
 
 // The game names its screenshots "<base name> <number>.bmp" in its folder; the
 // archive copies are "<base name> <number>_<serial>.bmp" in the archive folder.

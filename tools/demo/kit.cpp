@@ -1,5 +1,4 @@
 // glintbook-demo-kit: small picture jobs for the demo script.
-//   stock OUT.bmp              a stock texture (512x512, 24-bit BMP)
 //   grab WINDOW-ID OUT.png     a picture of a window on the X display
 //   sheet OUT.png FILE.bmp...  a contact sheet of album pictures with captions
 #include "imaging/picture_io.h"
@@ -20,8 +19,7 @@ namespace {
 
 int Usage() {
     std::fprintf(stderr,
-                 "usage: glintbook-demo-kit stock OUT.bmp\n"
-                 "       glintbook-demo-kit grab WINDOW-ID OUT.png\n"
+                 "usage: glintbook-demo-kit grab WINDOW-ID OUT.png\n"
                  "       glintbook-demo-kit sheet OUT.png FILE.bmp...\n");
     return 2;
 }
@@ -34,18 +32,6 @@ QImage ToImage(const Picture& p) {
             image.setPixel(x, y, qRgb(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF));
         }
     return image;
-}
-
-int Stock(const std::string& out) {
-    Picture p{512, 512, std::vector<Colour>(512 * 512)};
-    for (int y = 0; y < 512; ++y)
-        for (int x = 0; x < 512; ++x) {
-            const bool frame = x < 24 || y < 24 || x >= 488 || y >= 488;
-            const unsigned shade = 0xC8 + ((x / 32 + y / 32) % 2) * 0x10;
-            p.at(x, y) = frame ? 0x00244A6Au : (shade | (shade - 0x18) << 8 | (shade - 0x40) << 16);
-        }
-    SavePicture(p, out);
-    return 0;
 }
 
 int Grab(int argc, char** argv) {
@@ -84,7 +70,6 @@ int Sheet(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         const std::string job = argc > 1 ? argv[1] : "";
-        if (job == "stock" && argc == 3) return Stock(argv[2]);
         if (job == "grab" && argc == 4) return Grab(argc, argv);
         if (job == "sheet" && argc >= 4) return Sheet(argc, argv);
         return Usage();

@@ -148,6 +148,7 @@ public:
         text_ = input.substr(0, first);
         if (!file_.empty()) {
             std::ofstream(file_, std::ios::binary | std::ios::trunc) << text_;
+            ::chmod(file_.c_str(), mode_ = 0644);
             exists_ = true;
         }
         if (first != std::string_view::npos) {
@@ -200,7 +201,7 @@ private:
         case kToggleReadOnly:
             if (exists_) {
                 readOnly_ = !readOnly_;
-                ::chmod(file_.c_str(), readOnly_ ? 0444 : 0644);
+                ::chmod(file_.c_str(), mode_ = readOnly_ ? 0444 : 0644);
             }
             break;
         case kRemoveFile:
@@ -470,17 +471,21 @@ private:
             return false;
         }
         if (!ok) Fail("a write to a writable file in a writable folder failed");
+        created_ = !exists_ && changes;
         exists_ = exists_ || changes;
         return true;
     }
 
-    // After every call the file holds the text, and keeps its permissions.
+    // The file holds the text, and keeps its permissions (a new one has the
+    // ordinary ones, which depend on the umask).
     void CheckFile() {
         struct stat st {};
         const bool exists = ::stat(file_.c_str(), &st) == 0;
         if (exists != exists_) return Fail(exists ? "a file appeared" : "the file disappeared");
         if (!exists) return;
-        if ((st.st_mode & 0777) != (readOnly_ ? 0444u : 0644u)) Fail("the file's permissions changed");
+        if (created_) mode_ = st.st_mode & 0777;
+        else if ((st.st_mode & 0777) != mode_) Fail("the file's permissions changed");
+        created_ = false;
         const std::string bytes = ReadAll(file_);
         if (bytes != text_) Fail("the file differs from the text: " + Show(text_, bytes));
     }
@@ -501,7 +506,8 @@ private:
     std::vector<std::string>& problems_;
     std::string text_;
     std::string folder_, file_;  // empty for the text alone
-    bool exists_ = false, readOnly_ = false;
+    bool exists_ = false, readOnly_ = false, created_ = false;
+    mode_t mode_ = 0644;
     std::size_t callIndex_ = 0;
 };
 

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -38,6 +39,21 @@ std::string FileName(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
+// A temporary's name: "." + the first kTempNameBytes of the target's name +
+// kTempMark + the kTempRandomChars letters and digits mkstemp puts for X.
+constexpr std::size_t kTempNameBytes = 40;
+constexpr std::string_view kTempMark = ".tmp-";
+constexpr std::size_t kTempRandomChars = 6;
+
+bool IsTemporaryName(std::string_view name) {
+    if (name.size() < 2 + kTempMark.size() + kTempRandomChars || name[0] != '.') return false;
+    const std::size_t mark = name.size() - kTempRandomChars - kTempMark.size();
+    if (mark - 1 > kTempNameBytes || name.substr(mark, kTempMark.size()) != kTempMark) return false;
+    for (char c : name.substr(name.size() - kTempRandomChars))
+        if (!((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))) return false;
+    return true;
+}
+
 mode_t NewFileMode() {
     // umask can only be read by setting it; the program has one thread that
     // touches files, so the brief change is harmless.
@@ -58,7 +74,8 @@ int WriteAtomic(const std::string& given, std::string_view bytes) {
     }
     // Named after the target so a leftover is recognisable, but short, so
     // that a target whose name is near the length limit still gets one.
-    std::string tmpl = Directory(path) + "/." + FileName(path).substr(0, 40) + ".tmp-XXXXXX";
+    std::string tmpl = Directory(path) + "/." + FileName(path).substr(0, kTempNameBytes) + std::string(kTempMark) +
+                       std::string(kTempRandomChars, 'X');
     if (int e = Injected("open", path)) return e;
     std::vector<char> name(tmpl.begin(), tmpl.end());
     name.push_back('\0');
@@ -190,6 +207,26 @@ void WriteFileAtomic(const std::string& path, std::string_view bytes) {
 
 bool TryWriteFileAtomic(const std::string& path, std::string_view bytes) {
     return WriteAtomic(path, bytes) == 0;
+}
+
+int RemoveLeftovers(const std::string& folder) {
+    DIR* dir = ::opendir(folder.c_str());
+    if (!dir) return 0;
+    // Names first, removals after: a folder changed while it is read may
+    // list an entry twice or not at all.
+    std::vector<std::string> names;
+    while (const dirent* e = ::readdir(dir))
+        if (IsTemporaryName(e->d_name)) names.emplace_back(e->d_name);
+    int removed = 0;
+    for (const std::string& name : names) {
+        struct stat st {};
+        // Only regular files: a folder or a link named like one is not ours.
+        if (::fstatat(::dirfd(dir), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(st.st_mode) &&
+            ::unlinkat(::dirfd(dir), name.c_str(), 0) == 0)
+            ++removed;
+    }
+    ::closedir(dir);
+    return removed;
 }
 
 void CopyFile(const std::string& from, const std::string& to) {

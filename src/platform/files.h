@@ -35,6 +35,14 @@ std::optional<std::string> TryReadFile(const std::string& path);
 void WriteFileAtomic(const std::string& path, std::string_view bytes);
 bool TryWriteFileAtomic(const std::string& path, std::string_view bytes);
 
+// Removes from `folder` the temporary files that WriteFileAtomic leaves when
+// the process is killed in the middle of a write: regular files named
+// ".<up to 40 bytes of the target's name>.tmp-XXXXXX", and nothing else. For
+// program start, before anything is written. Never fails: a folder that
+// cannot be read is skipped, a file that cannot be removed stays. Returns
+// how many were removed.
+int RemoveLeftovers(const std::string& folder);
+
 // Copies `from` onto `to`, replacing it; atomic like WriteFileAtomic.
 void CopyFile(const std::string& from, const std::string& to);
 void DeleteFile(const std::string& path);

@@ -1,5 +1,7 @@
 #include "settings/ini_text.h"
 
+#include <algorithm>
+
 namespace glintbook::profile::ini {
 
 namespace {
@@ -21,6 +23,11 @@ unsigned DigitValue(char c) {
 // first end that line.
 bool NeedsEnding(std::string_view text, std::size_t at) {
     return at == text.size() && at > 0 && text.back() != '\n' && text.back() != '\r';
+}
+
+// The first `c` at or after `from`, or the text's size.
+std::size_t FindFrom(std::string_view text, char c, std::size_t from) {
+    return std::min(text.find(c, from), text.size());
 }
 
 std::string Splice(std::string_view text, std::size_t from, std::size_t to, std::string_view insert) {
@@ -46,18 +53,19 @@ bool SameName(std::string_view a, std::string_view b) {
     return true;
 }
 
+Lines::Lines(std::string_view text, std::size_t from)
+    : text_(text), pos_(from), cr_(FindFrom(text, '\r', from)), lf_(FindFrom(text, '\n', from)) {}
+
 bool Lines::Next(Line& line) {
     if (pos_ >= text_.size()) return false;
     line.begin = pos_;
-    const std::size_t e = text_.find_first_of("\r\n", pos_);
-    if (e == std::string_view::npos) {
-        line.end = line.next = text_.size();
-    } else {
-        line.end = e;
-        line.next = e + 1;
-        if (text_[e] == '\r' && line.next < text_.size() && text_[line.next] == '\n') ++line.next;
-    }
+    const std::size_t e = std::min(cr_, lf_);
+    line.end = e;
+    line.next = e == text_.size() ? e : e + 1;
+    if (e == cr_ && lf_ == e + 1 && lf_ < text_.size()) ++line.next;  // CR LF
     pos_ = line.next;
+    if (cr_ < pos_) cr_ = FindFrom(text_, '\r', pos_);
+    if (lf_ < pos_) lf_ = FindFrom(text_, '\n', pos_);
     return true;
 }
 

@@ -30,12 +30,16 @@ struct Line {
 // CR; the last line may have no ending at all.
 class Lines {
 public:
-    explicit Lines(std::string_view text, std::size_t from = 0) : text_(text), pos_(from) {}
+    explicit Lines(std::string_view text, std::size_t from = 0);
     bool Next(Line& line);
 
 private:
     std::string_view text_;
     std::size_t pos_;
+    // The next CR and LF at or after pos_ (the text's size when none): each
+    // is searched for again only once passed, so a walk costs one memchr
+    // pass per byte value, not a set search per byte.
+    std::size_t cr_, lf_;
 };
 
 enum class Kind {

@@ -154,22 +154,17 @@ std::optional<std::string_view> ValueOf(std::string_view text, std::string_view 
 
 }  // namespace
 
-int GetInt(const std::string& file, std::string_view section, std::string_view key, int defaultValue) {
-    const std::string text = TextOf(file);
+namespace text {
+
+int GetInt(std::string_view text, std::string_view section, std::string_view key, int defaultValue) {
     const std::optional<std::string_view> value = ValueOf(text, section, key);
     if (!value || value->empty()) return defaultValue;
     return static_cast<int>(ToNumber(*value));
 }
 
-std::string GetString(const std::string& file, std::string_view section, std::string_view key,
-                      std::string_view defaultValue, int size) {
-    return std::string(GetStringBuffer(file, section, key, defaultValue, size).text());
-}
-
-Buffer GetStringBuffer(const std::string& file, std::optional<std::string_view> section,
+Buffer GetStringBuffer(std::string_view text, std::optional<std::string_view> section,
                        std::optional<std::string_view> key, std::optional<std::string_view> defaultValue,
                        int size) {
-    const std::string text = TextOf(file);
     if (!section) return CopyList(SectionNames(text), size, 1);
     if (!key) {
         const std::string keys = SectionLines(text, *section, true);
@@ -180,11 +175,34 @@ Buffer GetStringBuffer(const std::string& file, std::optional<std::string_view> 
     return Copy(value ? *value : DefaultText(defaultValue), size);
 }
 
-Buffer GetSection(const std::string& file, std::string_view section, int size) {
-    return CopyList(SectionLines(TextOf(file), section, false), size, 2);
+Buffer GetSection(std::string_view text, std::string_view section, int size) {
+    return CopyList(SectionLines(text, section, false), size, 2);
 }
 
-Buffer GetSectionNames(const std::string& file, int size) { return CopyList(SectionNames(TextOf(file)), size, 1); }
+Buffer GetSectionNames(std::string_view text, int size) { return CopyList(SectionNames(text), size, 1); }
+
+}  // namespace text
+
+int GetInt(const std::string& file, std::string_view section, std::string_view key, int defaultValue) {
+    return text::GetInt(TextOf(file), section, key, defaultValue);
+}
+
+std::string GetString(const std::string& file, std::string_view section, std::string_view key,
+                      std::string_view defaultValue, int size) {
+    return std::string(GetStringBuffer(file, section, key, defaultValue, size).text());
+}
+
+Buffer GetStringBuffer(const std::string& file, std::optional<std::string_view> section,
+                       std::optional<std::string_view> key, std::optional<std::string_view> defaultValue,
+                       int size) {
+    return text::GetStringBuffer(TextOf(file), section, key, defaultValue, size);
+}
+
+Buffer GetSection(const std::string& file, std::string_view section, int size) {
+    return text::GetSection(TextOf(file), section, size);
+}
+
+Buffer GetSectionNames(const std::string& file, int size) { return text::GetSectionNames(TextOf(file), size); }
 
 bool WriteString(const std::string& file, std::string_view section, std::string_view key,
                  std::string_view value) {

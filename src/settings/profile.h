@@ -58,4 +58,15 @@ bool DeleteKey(const std::string& file, std::string_view section, std::string_vi
 // header up to the next one.
 bool DeleteSection(const std::string& file, std::string_view section);
 
+// The read requests on the text of a file: a missing or unreadable file is
+// the empty text.
+namespace text {
+int GetInt(std::string_view text, std::string_view section, std::string_view key, int defaultValue);
+Buffer GetStringBuffer(std::string_view text, std::optional<std::string_view> section,
+                       std::optional<std::string_view> key, std::optional<std::string_view> defaultValue,
+                       int size);
+Buffer GetSection(std::string_view text, std::string_view section, int size);
+Buffer GetSectionNames(std::string_view text, int size);
+}  // namespace text
+
 }  // namespace glintbook::profile

@@ -1,70 +1,108 @@
-// Replays every settings-file fuzz case kept in the repository (the fixed
-// findings in fuzz/regressions/profile and the seeds in fuzz/corpus/profile)
-// through the fuzz target's own checks, without libFuzzer.
-#include "../../fuzz/harness_profile.h"
+// Replays every settings fuzz case kept in the repository (the fixed findings
+// in fuzz/regressions/profile and the seeds in fuzz/corpus/profile) through
+// the checks of both fuzz targets, without libFuzzer; and shows that the
+// checks catch a broken writer.
+#include "harness_profile.h"
+#include "platform/files.h"
+#include "settings/ini_text.h"
 #include "support/game_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 namespace glintbook::test {
 namespace {
 
 namespace fs = std::filesystem;
+using fuzzing::Editor;
 
 const fs::path kFuzzDir = fs::path(__FILE__).parent_path() / ".." / ".." / "fuzz";
 
 std::vector<std::string> Cases() {
     std::vector<std::string> out;
-    for (const char* dir : {"regressions/profile", "corpus/profile"}) {
-        std::error_code ec;
-        for (const auto& e : fs::directory_iterator(kFuzzDir / dir, ec))
-            if (e.is_regular_file()) out.push_back(std::string(dir) + "/" + e.path().filename().string());
-    }
+    for (const char* dir : {"regressions/profile", "corpus/profile"})
+        for (const auto& e : fs::directory_iterator(kFuzzDir / dir))
+            out.push_back(std::string(dir) + "/" + e.path().filename().string());
     std::sort(out.begin(), out.end());
     return out;
 }
-
-TEST(ProfileFuzzCases, SeedsAreThere) { EXPECT_GE(Cases().size(), 3u) << "no cases under " << kFuzzDir; }
 
 class ProfileFuzzCase : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(ProfileFuzzCase, KeepsEveryPromise) {
     GameFolder folder;
-    const std::string bytes = fuzzing::profile_detail::ReadAll((kFuzzDir / GetParam()).string());
-    ASSERT_FALSE(bytes.empty() && !fs::exists(kFuzzDir / GetParam()));
-    const auto problems = fuzzing::CheckProfileInput(reinterpret_cast<const std::uint8_t*>(bytes.data()),
-                                                     bytes.size(), folder.path());
-    for (const std::string& p : problems) ADD_FAILURE() << p;
+    std::ifstream in(kFuzzDir / GetParam(), std::ios::binary);
+    const std::string bytes(std::istreambuf_iterator<char>(in), {});
+    ASSERT_TRUE(in.good() || in.eof());
+    for (const std::string& p : fuzzing::CheckProfileText(bytes)) ADD_FAILURE() << "text: " << p;
+    for (const std::string& p : fuzzing::CheckProfileFile(bytes, folder.path())) ADD_FAILURE() << "file: " << p;
 }
 
 INSTANTIATE_TEST_SUITE_P(Kept, ProfileFuzzCase, ::testing::ValuesIn(Cases()), [](const auto& info) {
     std::string name = info.param;
-    for (char& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+    std::replace_if(name.begin(), name.end(), [](unsigned char c) { return !std::isalnum(c); }, '_');
     return name;
 });
 
-// The checks themselves must catch a broken promise: a read-back check fed
-// a file whose key line would not read back, and a folder with a stray file.
-TEST(ProfileHarness, ReportsWhatItMustCatch) {
+// Each writer breaks one promise; the checks must say so.
+struct Broken {
+    const char* name;
+    Editor edit;
+    const char* input;  // a file, then calls: write (6) or delete (7) "A" "K" [value]
+    const char* says;
+};
+
+const Broken kBroken[] = {
+    {"ValueCut", [](auto t, auto s, auto k, auto v) { return profile::ini::Edit(t, s, k, v ? v->substr(1) : v); },
+     "[A]\nK=1\n\x1e\x06\xff" "A\x1fK\x1f" "23", "GetString gave"},
+    {"OtherLineTouched",
+     [](auto t, auto s, auto k, auto v) {
+         auto r = profile::ini::Edit(t, s, k, v);
+         if (r) r->front() = 'Y';
+         return r;
+     },
+     "X=0\n[A]\nK=1\n\x1e\x06\xff" "A\x1fK\x1f" "2", "other than the key's"},
+    {"AlwaysAppends",
+     [](auto t, auto, auto k, auto v) { return std::string(t) + "[A]\r\n" + std::string(*k) + "=" + std::string(*v) + "\r\n"; },
+     "\x1e\x06\xff" "A\x1fK\x1f" "2", "second identical write"},
+    {"DeletesTwoLines",
+     [](auto t, auto s, auto k, auto v) {
+         auto r = profile::ini::Edit(t, s, k, v);
+         if (r) r->erase(r->size() - 4);
+         return r;
+     },
+     "[A]\nK=1\nL=2\n\x1e\x07\xff" "A\x1fK", "removed other bytes"},
+};
+
+class ProfileOracle : public ::testing::TestWithParam<Broken> {};
+
+TEST_P(ProfileOracle, CatchesABrokenWriter) {
+    const auto problems = fuzzing::CheckProfileText(GetParam().input, GetParam().edit);
+    ASSERT_FALSE(problems.empty());
+    EXPECT_NE(problems[0].find(GetParam().says), std::string::npos) << problems[0];
+}
+
+INSTANTIATE_TEST_SUITE_P(Writers, ProfileOracle, ::testing::ValuesIn(kBroken),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(ProfileOracle, CatchesAFailedFileWriteAndAStrayFile) {
     GameFolder folder;
-    EXPECT_TRUE(fuzzing::profile_detail::PlainEntry("Key", "v a l"));
-    EXPECT_FALSE(fuzzing::profile_detail::PlainEntry("Key", " padded"));
-    EXPECT_FALSE(fuzzing::profile_detail::PlainEntry("Key", "'quoted'"));
-    EXPECT_TRUE(fuzzing::profile_detail::PlainEntry("Key", "'half"));
-    EXPECT_FALSE(fuzzing::profile_detail::PlainEntry("[Key", "x]"));
-    EXPECT_TRUE(fuzzing::profile_detail::PlainEntry("[Key", "x"));
-    EXPECT_FALSE(fuzzing::profile_detail::PlainEntry("K=ey", "x"));
+    const std::string write = std::string("[A]\nK=1\n\x1e\x06\xff") + "A\x1fK\x1f" "2";
+    files::SetFaultHook([](std::string_view step, const std::string&) { return step == "rename" ? EIO : 0; });
+    const auto failed = fuzzing::CheckProfileFile(write, folder.path());
+    files::SetFaultHook(nullptr);
+    ASSERT_FALSE(failed.empty());
+    EXPECT_NE(failed[0].find("write to a writable file"), std::string::npos) << failed[0];
     folder.write("stray.tmp", "x");
-    const std::string input = "[A]\nB=1\n";
-    const auto problems = fuzzing::CheckProfileInput(reinterpret_cast<const std::uint8_t*>(input.data()),
-                                                     input.size(), folder.path());
-    ASSERT_EQ(problems.size(), 1u);
-    EXPECT_NE(problems[0].find("stray.tmp"), std::string::npos) << problems[0];
+    const auto stray = fuzzing::CheckProfileFile(write, folder.path());
+    ASSERT_EQ(stray.size(), 1u);
+    EXPECT_NE(stray[0].find("stray.tmp"), std::string::npos) << stray[0];
 }
 
 }  // namespace

@@ -118,13 +118,13 @@ std::vector<Form> Forms() {
         {"v5_rgb24", Plain(6, 3, 24)},          {"os2_pal4", Plain(8, 2, 4, 16)},
         {"fields565", Plain(9, 3, 16)},         {"fields444", Plain(5, -3, 16)},
         {"v4_argb32", Plain(7, 3, 32)},         {"fields_10bit", Plain(6, 2, 32)},
-        {"offset_inside_palette", Plain(4, 2, 8, 3)},
+        {"offset_inside_palette", Plain(4, 2, 8, 3)}, {"v5_pal8", Plain(5, 3, 8, 256)},
     };
     const auto form = [&](const char* name) -> Bmp& {
         return std::find_if(f.begin(), f.end(), [&](const Form& x) { return x.name == name; })->bmp;
     };
     form("core_rgb24").headerSize = form("core_pal8").headerSize = 12;
-    form("v5_rgb24").headerSize = 124;
+    form("v5_rgb24").headerSize = form("v5_pal8").headerSize = 124;
     form("os2_pal4").headerSize = 64;
     const auto fields = [&](const char* name, std::vector<std::uint32_t> masks) {
         form(name).compression = 3;

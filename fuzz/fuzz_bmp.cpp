@@ -16,11 +16,11 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 #endif
 
-// Pictures the reader would take that claim more pixels than this (128 x
-// 128) are skipped: a large picture runs the same code as a small one, only
+// Pictures the reader would take that claim more pixels than this (64 x 64)
+// are skipped: a large picture runs the same code as a small one, only
 // many times longer, and the fuzzer would spend its time there. Claims past
 // the reader's limits still run, to be refused.
-constexpr std::int64_t kMaxFuzzPixels = 1 << 14;
+constexpr std::int64_t kMaxFuzzPixels = 1 << 12;
 
 bool LargeButAllowed(const std::uint8_t* d, std::size_t size) {
     if (size < 26) return false;

@@ -131,7 +131,8 @@ int main(int argc, char** argv) {
     fs::create_directories(game / "Data Files" / "BookArt");
     fs::create_directories(game / "Screenshots");
     fs::current_path(game);
-    const std::string shot = (game / "ScreenShot 0.bmp").string(), archive = (game / "Screenshots/ScreenShot 0_0.bmp").string();
+    const std::string shot = (game / "ScreenShot 0.bmp").string();
+    const std::string archive = (game / "Screenshots/ScreenShot 0_0.bmp").string();
     const std::string texture = (game / "Data Files/Textures/qor_tx_photo_0.bmp").string();
     const std::string bookArt = (game / "Data Files/BookArt/Photo 1.bmp").string();
     const std::string floor = (game / "floor").string();

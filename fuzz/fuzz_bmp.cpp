@@ -6,14 +6,6 @@
 
 #ifdef GLINTBOOK_FUZZ_BMP_REFERENCE
 #include "../tests/imaging/qt_bmp_reader.h"
-
-#include <QtGlobal>
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // Qt's reader warns about every odd palette index; the log is for findings.
-    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
-    return 0;
-}
 #endif
 
 // Pictures the reader would take that claim more pixels than this (64 x 64)

@@ -243,8 +243,9 @@ void DecodeRow(const Layout& l, const std::uint8_t* in, Colour* out, const Chann
             for (int x = 0; x < w; ++x) out[x] = FromBgr(in + 4 * x);
         } else {
             for (int x = 0; x < w; ++x) {
-                const std::uint32_t v = std::uint32_t(in[4 * x]) | std::uint32_t(in[4 * x + 1]) << 8 | std::uint32_t(in[4 * x + 2]) << 16 |
-                    std::uint32_t(in[4 * x + 3]) << 24;
+                const std::uint8_t* p = in + 4 * x;
+                const std::uint32_t v =
+                    p[0] | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 | std::uint32_t(p[3]) << 24;
                 out[x] = channels[0](v) | channels[1](v) << 8 | channels[2](v) << 16;
             }
         }

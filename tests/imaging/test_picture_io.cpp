@@ -1,7 +1,5 @@
-// The BMP reader and writer. Every form the reader takes is generated here,
-// field by field with random contents, and must decode to the colours that
-// Qt's reader (the one ours replaced) gives; what it refuses it refuses with
-// the picture error.
+// The BMP reader and writer. Every form the reader takes, generated field by field with random contents, must
+// decode to the colours of Qt's reader (the one ours replaced); what it refuses it refuses with the picture error.
 #include "imaging/picture_io.h"
 #include "qt_bmp_reader.h"
 #include "resample_oracle.h"
@@ -9,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <random>
 
@@ -23,6 +20,9 @@ std::string Le(std::uint32_t v, int bytes) {
 }
 
 struct Bmp {
+    Bmp(int w, int h, int b, std::uint32_t c, std::vector<std::uint32_t> p, std::string px)
+        : width(w), height(h), bits(b), compression(c), palette(std::move(p)), pixels(std::move(px)) {}
+
     std::int32_t width = 1, height = 1;  // negative height: rows top-down
     int bits = 24;
     std::uint32_t compression = 0, headerSize = 40;  // 12 core, 40, 64 OS/2, 108 V4, 124 V5
@@ -48,13 +48,6 @@ struct Bmp {
     }
 };
 
-Bmp Of(int w, int h, int bits, std::uint32_t compression, std::vector<std::uint32_t> palette, std::string pixels) {
-    Bmp b;
-    b.width = w, b.height = h, b.bits = bits, b.compression = compression;
-    b.palette = std::move(palette), b.pixels = std::move(pixels);
-    return b;
-}
-
 std::mt19937 rng(2024);
 
 std::string Random(size_t n) {
@@ -69,15 +62,19 @@ std::vector<std::uint32_t> Colours(int n) {
     return p;
 }
 
-// Rows of random bytes: every byte pattern is a picture.
-Bmp Plain(int w, int h, int bits, int colours = 0) {
-    return Of(w, h, bits, 0, Colours(colours), Random(size_t((w * bits + 31) / 32 * 4) * size_t(std::abs(h))));
+// Rows of random bytes (every byte pattern is a picture); with masks, bit
+// fields.
+Bmp Plain(int w, int h, int bits, int colours = 0, std::uint32_t header = 40, std::vector<std::uint32_t> masks = {}) {
+    Bmp b = Bmp(w, h, bits, masks.empty() ? 0 : 3, Colours(colours),
+               Random(size_t((w * bits + 31) / 32 * 4) * size_t(std::abs(h))));
+    b.headerSize = header, b.masks = std::move(masks);
+    return b;
 }
 
 // A compressed stream of random runs (some past the row's end), literals,
 // moves and ends of rows, closed by the end-of-bitmap code.
 Bmp Compressed(int w, int h, int bits) {
-    Bmp b = Of(w, h, bits, bits == 8 ? 1u : 2u, Colours(bits == 8 ? 200 : 16), "");
+    Bmp b = Bmp(w, h, bits, bits == 8 ? 1u : 2u, Colours(bits == 8 ? 200 : 16), "");
     for (int y = 0; y < h; ++y) {
         for (int x = 0; x < w && rng() % 6;) {
             const int room = w - x, kind = int(rng() % 8);
@@ -101,10 +98,7 @@ Bmp Compressed(int w, int h, int bits) {
     return b;
 }
 
-struct Form {
-    std::string name;
-    Bmp bmp;
-};
+using Form = std::pair<std::string, Bmp>;
 
 std::vector<Form> Forms() {
     std::vector<Form> f = {
@@ -114,42 +108,29 @@ std::vector<Form> Forms() {
         {"rgb555", Plain(9, 4, 16)},            {"rgb24", Plain(37, 9, 24)},
         {"rgb24_top_down", Plain(21, -5, 24)},  {"rgb32", Plain(17, 3, 32)},
         {"rle8", Compressed(23, 9, 8)},         {"rle4", Compressed(19, 8, 4)},
-        {"core_rgb24", Plain(10, 3, 24)},       {"core_pal8", Plain(5, 4, 8, 256)},
-        {"v5_rgb24", Plain(6, 3, 24)},          {"os2_pal4", Plain(8, 2, 4, 16)},
-        {"fields565", Plain(9, 3, 16)},         {"fields444", Plain(5, -3, 16)},
-        {"v4_argb32", Plain(7, 3, 32)},         {"fields_10bit", Plain(6, 2, 32)},
-        {"offset_inside_palette", Plain(4, 2, 8, 3)}, {"v5_pal8", Plain(5, 3, 8, 256)},
+        {"core_rgb24", Plain(10, 3, 24, 0, 12)}, {"core_pal8", Plain(5, 4, 8, 256, 12)},
+        {"v5_rgb24", Plain(6, 3, 24, 0, 124)},  {"v5_pal8", Plain(5, 3, 8, 256, 124)},
+        {"os2_pal4", Plain(8, 2, 4, 16, 64)},   {"fields565", Plain(9, 3, 16, 0, 40, {0xF800, 0x07E0, 0x001F})},
+        {"fields444", Plain(5, -3, 16, 0, 40, {0x0F00, 0x00F0, 0x000F})},
+        {"v4_argb32", Plain(7, 3, 32, 0, 108, {0xFF0000, 0xFF00, 0xFF, 0xFF000000})},
+        {"fields_10bit", Plain(6, 2, 32, 0, 40, {0x3FF00000, 0x000FFC00, 0x000003FF})},
+        {"offset_inside_palette", Plain(4, 2, 8, 3)},
     };
-    const auto form = [&](const char* name) -> Bmp& {
-        return std::find_if(f.begin(), f.end(), [&](const Form& x) { return x.name == name; })->bmp;
-    };
-    form("core_rgb24").headerSize = form("core_pal8").headerSize = 12;
-    form("v5_rgb24").headerSize = form("v5_pal8").headerSize = 124;
-    form("os2_pal4").headerSize = 64;
-    const auto fields = [&](const char* name, std::vector<std::uint32_t> masks) {
-        form(name).compression = 3;
-        form(name).masks = std::move(masks);
-    };
-    fields("fields565", {0xF800, 0x07E0, 0x001F});
-    fields("fields444", {0x0F00, 0x00F0, 0x000F});
-    fields("v4_argb32", {0xFF0000, 0xFF00, 0xFF, 0xFF000000});
-    form("v4_argb32").headerSize = 108;
-    fields("fields_10bit", {0x3FF00000, 0x000FFC00, 0x000003FF});
-    form("offset_inside_palette").offset = 54;  // the rows still follow the table
+    f.back().second.offset = 54;  // the rows still follow the table
     return f;
 }
 
 class BmpForm : public ::testing::TestWithParam<Form> {};
 
 TEST_P(BmpForm, DecodesToTheReferenceColours) {
-    const std::string bytes = GetParam().bmp.bytes();
+    const std::string bytes = GetParam().second.bytes();
     const fuzzing::Reading qt = test::QtDecode(bytes);
     ASSERT_TRUE(qt.decoded);
     EXPECT_EQ(test::Differences(qt.picture, bmp::Decode(bytes, "form")), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Generated, BmpForm, ::testing::ValuesIn(Forms()),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& info) { return info.param.first; });
 
 struct Refusal {
     std::string name, bytes;
@@ -164,21 +145,15 @@ std::vector<Refusal> Refusals() {
         return b.bytes();
     };
     const std::string whole = good.bytes();
-    const auto rle = [](std::string stream) { return Of(4, 2, 8, 1, {0xFFFFFF, 0x808080}, stream).bytes(); };
-    Bmp table = Plain(4, 2, 8, 256);
-    table.offset = 54;  // the rows' offset passes the check, the table does not fit
-    const std::string pal8 = table.bytes();
+    const auto rle = [](std::string stream) { return Bmp(4, 2, 8, 1, {0xFFFFFF, 0x808080}, stream).bytes(); };
     return {
         {"png", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16) + std::string(64, '\0')},
-        {"text", "BMX is not a bitmap, just text that starts like one......"},
         {"header_cut", whole.substr(0, 40)},
         {"rows_cut", whole.substr(0, whole.size() - 1)},
-        {"ten_billion_pixels", with([](Bmp& b) { b.width = b.height = 100000; })},
         {"side_over_limit", with([](Bmp& b) { b.width = 40000, b.height = 1; })},
         {"8k_and_more", with([](Bmp& b) { b.width = 7680, b.height = 4370, b.bits = 1; })},
         {"no_width", with([](Bmp& b) { b.width = 0; })},
         {"negative_width", with([](Bmp& b) { b.width = -4; })},
-        {"no_height", with([](Bmp& b) { b.height = 0; })},
         {"seven_bits", with([](Bmp& b) { b.bits = 7; })},
         {"jpeg_inside", with([](Bmp& b) { b.compression = 4; })},
         {"header_form_52", with([](Bmp& b) { b.headerSize = 52; })},
@@ -186,8 +161,9 @@ std::vector<Refusal> Refusals() {
         {"top_down_rle", with([](Bmp& b) { b.height = -4, b.bits = 8, b.compression = 1; })},
         {"pixels_past_the_end", whole.substr(0, 10) + Le(240, 4) + whole.substr(14)},
         {"palette_of_300", with([](Bmp& b) { b.bits = 8, b.palette = Colours(300); })},
-        {"palette_past_the_end", pal8.substr(0, 14 + 40 + 1000)},
-        {"masks_cut", Of(1, 1, 16, 3, {}, "\x01\x02\x03\x04").bytes()},
+        {"palette_past_the_end",
+         with([](Bmp& b) { b.bits = 8, b.palette = Colours(256), b.offset = 54; }).substr(0, 999)},
+        {"masks_cut", Bmp(1, 1, 16, 3, {}, "\x01\x02\x03\x04").bytes()},
         {"rle_run_cut", rle(std::string("\x04\x01\0\0\x04", 5))},
         {"rle_literal_cut", rle(std::string("\0\x04\x01\x01\x01", 5))},
         {"rle_move_cut", rle(std::string("\0\x02\x01", 3))},
@@ -213,19 +189,16 @@ TEST_P(BmpRefusal, FailsWithItsNumberAndTheFileName) {
 INSTANTIATE_TEST_SUITE_P(Table, BmpRefusal, ::testing::ValuesIn(Refusals()),
                          [](const auto& info) { return info.param.name; });
 
-TEST(BmpLimits, An8kScreenshotFits) {
-    std::string header = Plain(4, 4, 24).bytes();
-    header.replace(18, 12, Le(7680, 4) + Le(4320, 4) + Le(1, 2) + Le(1, 2)).resize(54 + 960 * 4320);
-    EXPECT_NO_THROW(bmp::CheckHeader(header, "8k"));
+TEST(BmpLimits, An8kScreenshotFits) {  // at one bit a pixel
+    EXPECT_NO_THROW(bmp::CheckHeader(Bmp(7680, 4320, 1, 0, {}, std::string(960 * 4320, '\0')).bytes(), "8k"));
 }
 
 TEST(SavePicture, Writes24BitBottomUpPaddedRowsThatLoadBack) {
     test::GameFolder folder;
     const Picture p{3, 2, {0x00030201, 0x00060504, 0x00090807, 0x00131211, 0x00161514, 0x00191817}};
     SavePicture(p, folder.file("out.bmp"));
-    // File header, BITMAPINFOHEADER (40 bytes, 3 x 2, 1 plane, 24 bits,
-    // BI_RGB, 24 bytes of rows, no resolution or palette), then the bottom
-    // row first, blue, green, red, each row padded from 9 to 12 bytes.
+    // File header, BITMAPINFOHEADER (40 bytes, 3 x 2, 1 plane, 24 bits, BI_RGB, 24 bytes of rows, no resolution
+    // or palette), then the bottom row first, blue, green, red, each row padded from 9 to 12 bytes.
     const std::string expected = "BM" + Le(78, 4) + Le(0, 4) + Le(54, 4) + Le(40, 4) + Le(3, 4) + Le(2, 4) + Le(1, 2) +
                                  Le(24, 2) + Le(0, 4) + Le(24, 4) + std::string(16, '\0') +
                                  std::string("\x13\x12\x11\x16\x15\x14\x19\x18\x17\0\0\0", 12) +

@@ -5,6 +5,7 @@
 // of any width), so that no picture that loaded before looks different now.
 #include "imaging/bmp_format.h"
 
+#include "imaging/band_pool.h"
 #include "imaging/resample_simd.h"
 #include "platform/failure.h"
 
@@ -356,10 +357,8 @@ Picture Decode(std::string_view bytes, const std::string& name) {
     Picture picture;
     picture.width = w;
     picture.height = h;
-    // Filled a row at a time from a row of colours, so that the picture's
-    // memory is written once, not zero-filled first.
-    picture.pixels.reserve(size_t(w) * size_t(h));
-    std::vector<Colour> row(static_cast<size_t>(w));
+    picture.pixels.resize(size_t(w) * size_t(h));
+    const auto rowOf = [&](int y) { return picture.pixels.data() + size_t(y) * size_t(w); };
 
     if (l.info.compression == 1 || l.info.compression == 2) {
         // Pixels the stream skips keep index 0, the first palette colour.
@@ -369,8 +368,8 @@ Picture Decode(std::string_view bytes, const std::string& name) {
             Invalid(name, "truncated compressed pixel data");
         for (int y = 0; y < h; ++y) {
             const std::uint8_t* in = indices.data() + size_t(y) * stride;
-            for (int x = 0; x < w; ++x) row[size_t(x)] = l.palette[in[x]];
-            picture.pixels.insert(picture.pixels.end(), row.begin(), row.end());
+            Colour* out = rowOf(y);
+            for (int x = 0; x < w; ++x) out[x] = l.palette[in[x]];
         }
         return picture;
     }
@@ -378,11 +377,18 @@ Picture Decode(std::string_view bytes, const std::string& name) {
     const size_t stride = (size_t(w) * size_t(l.info.bitsPerPixel) + 31) / 32 * 4;
     if (l.pixels + stride * size_t(h) > bytes.size()) Invalid(name, "truncated pixel data");
     const Channel channels[3] = {Channel(l.masks[0]), Channel(l.masks[1]), Channel(l.masks[2])};
-    for (int y = 0; y < h; ++y) {
-        const std::uint8_t* in = data + l.pixels + size_t(l.topDown ? y : h - 1 - y) * stride;
-        DecodeRow(l, in, row.data(), channels);
-        picture.pixels.insert(picture.pixels.end(), row.begin(), row.end());
-    }
+    // The rows in the order they are stored, which the memory reads fastest
+    // (a bottom-up file's first row is the picture's last); a large picture
+    // in bands of rows on the resampler's threads.
+    const auto rows = [&](int i0, int i1) {
+        for (int i = i0; i < i1; ++i)
+            DecodeRow(l, data + l.pixels + size_t(i) * stride, rowOf(l.topDown ? i : h - 1 - i), channels);
+    };
+    const int bands = std::min(resample::ThreadsFor(double(w) * double(h), 0), h);
+    if (bands > 1)
+        resample::RunBands(h, bands, rows);
+    else
+        rows(0, h);
     return picture;
 }
 

@@ -78,12 +78,13 @@ GB_AVX2 int Bgr24Avx2(const std::uint8_t* in, Colour* out, int w) {
 }
 
 // Eight colours a step to twelve bytes per 128-bit half; each store writes
-// four bytes past its twelve, which the next store or the slack takes.
-GB_AVX2 int Rgb24Avx2(const Colour* in, std::uint8_t* out, int w) {
+// four zero bytes past its twelve, which the next store takes: the steps stop
+// before one would write past `room` bytes.
+GB_AVX2 int Rgb24Avx2(const Colour* in, std::uint8_t* out, int w, size_t room) {
     const __m256i order = _mm256_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1,  //
                                            2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
     int x = 0;
-    for (; x + 8 <= w; x += 8) {
+    for (; x + 8 <= w && size_t(3 * x) + 28 <= room; x += 8) {
         const __m256i bgr = _mm256_shuffle_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + x)), order);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 3 * x), _mm256_castsi256_si128(bgr));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 3 * x + 12), _mm256_extracti128_si256(bgr, 1));
@@ -278,26 +279,32 @@ std::string Encode24(const Picture& picture) {
     Put32(header + 34, std::uint32_t(imageSize));
     // Resolution, palette size and important colours stay 0.
 
-    // Built a row at a time in a small buffer and appended, so that the
-    // result is written once rather than zero-filled first.
-    std::string out;
-    out.reserve(size_t(kFileHeader + kInfoHeader + imageSize));
-    out.append(header, sizeof header);
-    std::vector<std::uint8_t> row(size_t(stride) + 16, 0);  // slack for the vector stores
-    for (std::int64_t y = h - 1; y >= 0; --y) {
-        const Colour* src = picture.pixels.data() + size_t(y) * size_t(w);
-        int x = 0;
+    // Rows in the order they are stored, bottom row first, each straight
+    // from its picture row (the padding stays zero); a large picture in bands
+    // on the resampler's threads.
+    std::string out(size_t(kFileHeader + kInfoHeader + imageSize), '\0');
+    std::memcpy(out.data(), header, sizeof header);
+    auto* rows = reinterpret_cast<std::uint8_t*>(out.data()) + sizeof header;
+    const auto encode = [&](int i0, int i1) {
+        for (int i = i0; i < i1; ++i) {
+            const Colour* src = picture.pixels.data() + size_t(h - 1 - i) * size_t(w);
+            std::uint8_t* dst = rows + size_t(i) * size_t(stride);
+            int x = 0;
 #ifdef GB_HAVE_AVX2_KERNEL
-        if (UseAvx2()) x = Rgb24Avx2(src, row.data(), int(w));
+            if (UseAvx2()) x = Rgb24Avx2(src, dst, int(w), size_t(stride));  // not into the next row: another band's
 #endif
-        for (; x < w; ++x) {
-            row[3 * size_t(x)] = std::uint8_t(src[x] >> 16);     // blue
-            row[3 * size_t(x) + 1] = std::uint8_t(src[x] >> 8);  // green
-            row[3 * size_t(x) + 2] = std::uint8_t(src[x]);       // red
+            for (; x < w; ++x) {
+                dst[3 * size_t(x)] = std::uint8_t(src[x] >> 16);     // blue
+                dst[3 * size_t(x) + 1] = std::uint8_t(src[x] >> 8);  // green
+                dst[3 * size_t(x) + 2] = std::uint8_t(src[x]);       // red
+            }
         }
-        std::fill(row.begin() + 3 * w, row.begin() + stride, 0);
-        out.append(reinterpret_cast<const char*>(row.data()), size_t(stride));
-    }
+    };
+    const int bands = int(std::min<std::int64_t>(resample::ThreadsFor(double(w) * double(h), 0), h));
+    if (bands > 1)
+        resample::RunBands(int(h), bands, encode);
+    else
+        encode(0, int(h));
     return out;
 }
 

@@ -1,17 +1,36 @@
-// Times whole imports as the monitor runs them: a screenshot in a game folder
-// on the real disk becomes an archive copy, a texture and a book-art picture
-// (every file written through a temporary file, flushed to disk and renamed),
-// and the screenshot is deleted.
+// Times whole imports as the monitor runs them, on the real disk, against
+// the disk's own floor in the same folder, interleaved run by run:
+//  - import: ImportScreenshot. A screenshot in a game folder becomes an
+//    archive copy, a texture and a book-art picture (every file written
+//    through a temporary file, flushed to disk and renamed), and the
+//    screenshot is deleted.
+//  - floor: the bytes the import must put on disk, written as cp would with
+//    plain reads and writes (128 KiB at a time) and one fsync per file: the
+//    screenshot copied, then a file of the texture's size and one of the book
+//    art's size.
+//  - floor with the import's names: the same, each file written under a
+//    temporary name and renamed into place, the texture and the book art over
+//    files of the same size as the import replaces them, and a file of the
+//    screenshot's size deleted as the import deletes the screenshot.
+//  - split: the import's file and picture steps made by the same calls one
+//    at a time, each timed, with the steps inside a copy or a save (temporary
+//    file, fsync, rename) timed through the file layer's step hook.
+// Then the archive copy alone, by plain reads and writes against
+// copy_file_range (our CopyFile's way), each flushed.
 //   glintbook_bench_import [FOLDER] [RUNS]
-#include "session/import.h"
 #include "imaging/picture_io.h"
+#include "imaging/resample.h"
+#include "platform/files.h"
+#include "session/import.h"
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
+#include <map>
 #include <random>
 #include <string>
 #include <unistd.h>
@@ -19,36 +38,191 @@
 
 namespace fs = std::filesystem;
 using namespace glintbook;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+double Ms(Clock::time_point a, Clock::time_point b) { return std::chrono::duration<double, std::milli>(b - a).count(); }
+
+double Median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
+}
+
+void Check(bool ok, const char* what) {
+    if (!ok) {
+        std::perror(what);
+        std::exit(1);
+    }
+}
+
+// Copies `from` to a new file `to` with plain reads and writes, or with
+// copy_file_range, and flushes it.
+void CopyPlain(const std::string& from, const std::string& to, bool kernel) {
+    const int in = ::open(from.c_str(), O_RDONLY);
+    const int out = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+    Check(in >= 0 && out >= 0, "open");
+    static std::vector<char> buffer(128 << 10);
+    for (;;) {
+        const ssize_t n = kernel ? ::copy_file_range(in, nullptr, out, nullptr, 1 << 20, 0)
+                                 : ::read(in, buffer.data(), buffer.size());
+        Check(n >= 0, "copy");
+        if (n == 0) break;
+        if (!kernel) Check(::write(out, buffer.data(), size_t(n)) == n, "write");
+    }
+    Check(::fsync(out) == 0 && ::close(out) == 0 && ::close(in) == 0, "fsync");
+}
+
+void WritePlain(const std::string& to, const std::string& bytes) {
+    const int out = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+    Check(out >= 0, "open");
+    for (size_t done = 0; done < bytes.size();) {
+        const ssize_t n = ::write(out, bytes.data() + done, std::min<size_t>(bytes.size() - done, 128 << 10));
+        Check(n > 0, "write");
+        done += size_t(n);
+    }
+    Check(::fsync(out) == 0 && ::close(out) == 0, "fsync");
+}
+
+// The parts of one import made step by step; milliseconds by part.
+std::map<std::string, double> Split(const std::string& shot, const std::string& archive, const std::string& texture,
+                                    const std::string& bookArt, int textureSize) {
+    std::map<std::string, double> part;
+    std::string step = "copy";  // the part the time since `mark` belongs to
+    Clock::time_point mark = Clock::now();
+    const auto enter = [&](const std::string& next) {
+        const auto now = Clock::now();
+        part[step] += Ms(mark, now);
+        step = next, mark = now;
+    };
+    // Inside a copy or a save: writing up to the flush, the flush (and
+    // close), the rename.
+    files::SetFaultHook([&](std::string_view s, const std::string&) {
+        if (s == "open" && step == "encode") enter("write");
+        if (s == "sync") enter("fsync");
+        if (s == "rename") enter("rename");
+        return 0;
+    });
+    files::CopyFile(shot, archive);
+    enter("load");
+    const Picture p = LoadPicture(shot);
+    enter("resample");
+    const Picture t = ResizePicture(p, textureSize, textureSize);
+    enter("encode");
+    SavePicture(t, texture);
+    enter("resample");
+    const Picture b = ResizePicture(p, 512, 512);
+    enter("encode");
+    SavePicture(b, bookArt);
+    enter("delete");
+    files::DeleteFile(shot);
+    enter("");
+    files::SetFaultHook(nullptr);
+    return part;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     const fs::path base = argc > 1 ? fs::path(argv[1]) : fs::current_path();
     const int runs = argc > 2 ? std::max(3, std::atoi(argv[2])) : 15;
     const fs::path game = base / ("glintbook-import-bench-" + std::to_string(::getpid()));
     fs::create_directories(game / "Data Files" / "Textures");
+    fs::create_directories(game / "Data Files" / "BookArt");
+    fs::create_directories(game / "Screenshots");
     fs::current_path(game);
+    const std::string shot = (game / "ScreenShot 0.bmp").string();
+    const std::string archive = (game / "Screenshots/ScreenShot 0_0.bmp").string();
+    const std::string texture = (game / "Data Files/Textures/qor_tx_photo_0.bmp").string();
+    const std::string bookArt = (game / "Data Files/BookArt/Photo 1.bmp").string();
+    const std::string floor = (game / "floor").string();
 
     std::mt19937 random(7);
-    struct Size { int w, h; };
-    std::printf("| screenshot | texture | median ms | fastest ms | runs |\n|---|---|---:|---:|---:|\n");
-    for (const Size size : {Size{1920, 1080}, Size{800, 600}, Size{3840, 2160}}) {
-        Picture shot{size.w, size.h, std::vector<Colour>(size_t(size.w) * size_t(size.h))};
-        for (Colour& c : shot.pixels) c = random() & 0x00FFFFFF;
-        for (const int texture : {512, 1024}) {
+    std::printf("| screenshot | texture | floor | floor with names | import | import / floor | import / floor with "
+                "names | split: copy / load / resample / encode / write / fsync / rename / delete | split total |\n"
+                "|---|---|---:|---:|---:|---:|---:|---|---:|\n");
+    struct Size {
+        int w, h;
+    };
+    std::vector<std::pair<Size, std::vector<double>>> copies;
+    for (const Size size : {Size{800, 600}, Size{1920, 1080}, Size{3840, 2160}}) {
+        Picture picture{size.w, size.h, std::vector<Colour>(size_t(size.w) * size_t(size.h))};
+        for (Colour& c : picture.pixels) c = random() & 0x00FFFFFF;
+        SavePicture(picture, shot);
+        const std::string shotBytes = files::ReadFile(shot);
+        std::vector<double> plainCopy, kernelCopy;
+        for (const int textureSize : {512, 1024}) {
             Choices controls;
-            controls.textureSize = texture;
-            std::vector<double> ms;
+            controls.textureSize = textureSize;
+            const std::string textureBytes(54 + size_t(textureSize) * textureSize * 3, 'T');
+            const std::string bookBytes(54 + 512 * 512 * 3, 'B');
+            std::vector<double> floorMs, namedMs, importMs;
+            std::map<std::string, std::vector<double>> parts;
             for (int i = 0; i < runs; ++i) {
+                // The floor.
+                auto t0 = Clock::now();
+                CopyPlain(shot, floor + ".c", false);
+                WritePlain(floor + ".t", textureBytes);
+                WritePlain(floor + ".b", bookBytes);
+                floorMs.push_back(Ms(t0, Clock::now()));
+                for (const char* f : {".c", ".t", ".b"}) fs::remove(floor + f);
+
+                // The floor with the import's names.
+                CopyPlain(shot, floor + ".shot", false);
+                t0 = Clock::now();
+                CopyPlain(shot, floor + ".copy.tmp", false);
+                Check(::rename((floor + ".copy.tmp").c_str(), (floor + ".copy").c_str()) == 0, "rename");
+                WritePlain(floor + ".texture.tmp", textureBytes);
+                Check(::rename((floor + ".texture.tmp").c_str(), (floor + ".texture").c_str()) == 0, "rename");
+                WritePlain(floor + ".book.tmp", bookBytes);
+                Check(::rename((floor + ".book.tmp").c_str(), (floor + ".book").c_str()) == 0, "rename");
+                Check(::unlink((floor + ".shot").c_str()) == 0, "unlink");
+                namedMs.push_back(Ms(t0, Clock::now()));
+                fs::remove(floor + ".copy");
+
+                // The import.
                 WriteSetting(section::General, key::ScreenShotIndex, "1");
-                SavePicture(shot, (game / "ScreenShot 0.bmp").string());
                 WriteSetting(section::General, key::ScreenShotBaseName, "ScreenShot");
-                const auto start = std::chrono::steady_clock::now();
+                files::WriteFileAtomic(shot, shotBytes);
+                t0 = Clock::now();
                 ImportScreenshot(controls);
-                ms.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+                importMs.push_back(Ms(t0, Clock::now()));
+                fs::remove(archive);
+
+                // Its parts.
+                files::WriteFileAtomic(shot, shotBytes);
+                for (const auto& [name, ms] : Split(shot, archive, texture, bookArt, textureSize))
+                    if (!name.empty()) parts[name].push_back(ms);
+                fs::remove(archive);
+
+                // The archive copy alone, both ways.
+                files::WriteFileAtomic(shot, shotBytes);
+                for (bool kernel : {false, true}) {
+                    t0 = Clock::now();
+                    CopyPlain(shot, floor + ".copy", kernel);
+                    (kernel ? kernelCopy : plainCopy).push_back(Ms(t0, Clock::now()));
+                    fs::remove(floor + ".copy");
+                }
             }
-            std::sort(ms.begin(), ms.end());
-            std::printf("| %dx%d | %d² | %.1f | %.1f | %d |\n", size.w, size.h, texture, ms[ms.size() / 2], ms.front(), runs);
+            std::string split;
+            double total = 0;
+            for (const char* name : {"copy", "load", "resample", "encode", "write", "fsync", "rename", "delete"}) {
+                const double ms = Median(parts[name]);
+                total += ms;
+                char text[32];
+                std::snprintf(text, sizeof text, "%s%.2f", split.empty() ? "" : " / ", ms);
+                split += text;
+            }
+            const double f = Median(floorMs), n = Median(namedMs), m = Median(importMs);
+            std::printf("| %dx%d | %d² | %.1f | %.1f | %.1f | %.2fx | %.2fx | %s | %.1f |\n", size.w, size.h,
+                        textureSize, f, n, m, m / f, m / n, split.c_str(), total);
+            for (const char* f : {".texture", ".book"}) fs::remove(floor + f);
         }
+        copies.emplace_back(size, std::vector<double>{Median(plainCopy), Median(kernelCopy)});
     }
+    std::printf("\n| archive copy (flushed) | read/write, 128 KiB | copy_file_range | runs |\n|---|---:|---:|---:|\n");
+    for (const auto& [size, ms] : copies)
+        std::printf("| %dx%d | %.2f | %.2f | %d |\n", size.w, size.h, ms[0], ms[1], 2 * runs);
     fs::current_path(base);
     fs::remove_all(game);
     return 0;

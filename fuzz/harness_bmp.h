@@ -1,20 +1,28 @@
 #pragma once
-// The picture-loading harness, shared by the libFuzzer target and the replay
-// test. One input is the bytes of a file given to LoadPicture, which must
-// either refuse it with Failure or give a well-formed picture; a picture it
-// gives must come back unchanged through SavePicture and LoadPicture.
+// The picture-reading harness, shared by the libFuzzer target and the replay
+// test. One input is the bytes of a BMP file given to the reader in memory,
+// which must either refuse it with Failure or give a well-formed picture; a
+// picture it gives must come back unchanged through the writer and the
+// reader. With a reference reader, the two must agree: what ours decodes the
+// reference decodes to the same colours, and what the reference decodes ours
+// refuses only as cut short (where the reference makes do with what it finds).
 #include "imaging/bmp_format.h"
-#include "imaging/picture_io.h"
 #include "platform/failure.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <exception>
-#include <fstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace glintbook::fuzzing {
+
+// What the reference made of the bytes.
+struct Reading {
+    bool decoded = false;
+    Picture picture;
+};
+using ReferenceReader = Reading (*)(std::string_view bytes);
 
 namespace bmp_detail {
 
@@ -23,20 +31,17 @@ inline std::string Describe(const Picture& p) {
            " pixels";
 }
 
-// Runs `load` into `out`; false when it threw. Only Failure for a bad
-// picture is expected; any other exception is a problem.
-template <typename Load>
-bool Loaded(Load load, const std::string& path, Picture& out, const char* what, std::vector<std::string>& problems) {
+// Decodes into `out`; false when refused. Only Failure(ErrInvalidPicture)
+// naming the input is an acceptable refusal; `why` gets its description.
+inline bool Decoded(std::string_view bytes, const char* what, Picture& out, std::string& why,
+                    std::vector<std::string>& problems) {
     try {
-        out = load();
+        out = bmp::Decode(bytes, "input.bmp");
         return true;
     } catch (const Failure& f) {
-        // The file exists and can be read: only its contents can be at fault,
-        // and the message names the file.
-        if (f.number() != ErrInvalidPicture || f.description().find(path) == std::string::npos)
-            problems.push_back(std::string(what) + " failed with " + std::to_string(f.number()) + ": " +
-                               f.description());
-        return false;
+        why = f.description();
+        if (f.number() != ErrInvalidPicture || why.find("input.bmp") == std::string::npos)
+            problems.push_back(std::string(what) + " failed with " + std::to_string(f.number()) + ": " + why);
     } catch (const std::exception& e) {
         problems.push_back(std::string(what) + " threw something other than Failure: " + e.what());
     } catch (...) {
@@ -45,57 +50,59 @@ bool Loaded(Load load, const std::string& path, Picture& out, const char* what, 
     return false;
 }
 
-inline void CheckShape(const Picture& p, const char* what, std::vector<std::string>& problems) {
+inline bool WellFormed(const Picture& p, std::vector<std::string>& problems) {
     const std::int64_t w = p.width, h = p.height;
     if (w < 1 || h < 1 || w > bmp::kMaxSide || h > bmp::kMaxSide || w * h > bmp::kMaxPixels ||
         p.pixels.size() != std::size_t(w * h)) {
-        problems.push_back(std::string(what) + " gave a malformed picture: " + Describe(p));
-        return;
+        problems.push_back("Decode gave a malformed picture: " + Describe(p));
+        return false;
     }
     // Colours are 0x00BBGGRR: nothing of an alpha byte survives.
-    for (Colour c : p.pixels)
-        if (c >> 24) {
-            problems.push_back(std::string(what) + " left bits in a pixel's top byte");
-            return;
-        }
+    Colour all = 0;
+    for (Colour c : p.pixels) all |= c;
+    if (all >> 24) problems.push_back("Decode left bits in a pixel's top byte");
+    return (all >> 24) == 0;
 }
 
 }  // namespace bmp_detail
 
-// Runs one input in `folder` (a folder of its own) and returns what went
-// wrong; empty when every check held.
-inline std::vector<std::string> CheckBmpInput(const std::uint8_t* data, std::size_t size, const std::string& folder) {
+// Runs one input and returns what went wrong; empty when every check held.
+inline std::vector<std::string> CheckBmpInput(const std::uint8_t* data, std::size_t size,
+                                              ReferenceReader reference = nullptr) {
     using namespace bmp_detail;
     std::vector<std::string> problems;
-    const std::string in = folder + "/in.bmp", out = folder + "/out.bmp";
-    {
-        std::ofstream f(in, std::ios::binary | std::ios::trunc);
-        f.write(reinterpret_cast<const char*>(data), std::streamsize(size));
-    }
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
     Picture picture;
-    if (Loaded([&] { return LoadPicture(in); }, in, picture, "LoadPicture", problems)) {
-        CheckShape(picture, "LoadPicture", problems);
-        if (problems.empty()) {
-            try {
-                SavePicture(picture, out);
-            } catch (const std::exception& e) {
-                problems.push_back(std::string("SavePicture of a loaded picture failed: ") + e.what());
-            }
-            Picture again;
-            if (problems.empty()) {
-                if (!Loaded([&] { return LoadPicture(out); }, out, again, "LoadPicture of a saved picture", problems)) {
-                    if (problems.empty()) problems.push_back("a saved picture could not be loaded again");
-                } else if (again.width != picture.width || again.height != picture.height) {
-                    problems.push_back("round trip changed the size: " + Describe(picture) + " became " +
-                                       Describe(again));
-                } else if (again.pixels != picture.pixels) {
-                    problems.push_back("round trip changed pixels of a " + Describe(picture) + " picture");
-                }
-            }
+    std::string why;
+    const bool ours = Decoded(bytes, "Decode", picture, why, problems);
+    if (ours && WellFormed(picture, problems)) {
+        std::string saved;
+        try {
+            saved = bmp::Encode24(picture);
+        } catch (const std::exception& e) {
+            problems.push_back(std::string("Encode24 of a decoded picture failed: ") + e.what());
+        }
+        Picture again;
+        std::string againWhy;
+        if (!saved.empty() && Decoded(saved, "Decode of an encoded picture", again, againWhy, problems)) {
+            if (again.width != picture.width || again.height != picture.height)
+                problems.push_back("round trip changed the size: " + Describe(picture) + " became " + Describe(again));
+            else if (again.pixels != picture.pixels)
+                problems.push_back("round trip changed pixels of a " + Describe(picture) + " picture");
+        } else if (!saved.empty() && problems.empty()) {
+            problems.push_back("an encoded picture was refused: " + againWhy);
         }
     }
-    std::remove(in.c_str());
-    std::remove(out.c_str());
+    if (reference && problems.empty()) {
+        const Reading theirs = reference(bytes);
+        if (ours && !theirs.decoded) {
+            problems.push_back("decoded what the reference refuses: " + Describe(picture));
+        } else if (ours && theirs.picture.pixels != picture.pixels) {
+            problems.push_back("colours differ from the reference's in a " + Describe(picture) + " picture");
+        } else if (!ours && theirs.decoded && why.find("truncated") == std::string::npos) {
+            problems.push_back("refused what the reference decodes: " + why);
+        }
+    }
     return problems;
 }
 

@@ -18,8 +18,10 @@ def bmp(width, height, bpp, pixels, palette=(), compression=0, header=40, masks=
             m = list(masks or (0, 0, 0, 0)) + [0] * 4
             info += struct.pack("<IIIII", m[0], m[1], m[2], m[3], 0x73524742)
             info += b"\0" * (header - len(info))
-        elif masks:
-            info += struct.pack("<III", *masks[:3])
+        else:
+            info += b"\0" * (header - len(info))  # OS/2's 64-byte header: zeros past the first 40
+            if masks:
+                info += struct.pack("<III", *masks[:3])
     table = b"".join(struct.pack("<BBB", c & 0xFF, c >> 8 & 0xFF, c >> 16 & 0xFF) + (b"" if triples else b"\0")
                      for c in palette)
     offset = 14 + len(info) + len(table)
@@ -46,6 +48,12 @@ seeds = {
                          compression=3, header=108, masks=(0xFF0000, 0xFF00, 0xFF, 0xFF000000)),
     "rgb24-v5-2x2": bmp(2, 2, 24, rows([b"\x10\x20\x30\x40\x50\x60", b"\x70\x80\x90\xa0\xb0\xc0"], 8), header=124),
     "core-rgb24-2x2": bmp(2, 2, 24, rows([b"\x10\x20\x30\x40\x50\x60", b"\x70\x80\x90\xa0\xb0\xc0"], 8), header=12),
+    "pal8-v5-4x2": bmp(4, 2, 8, rows([b"\x00\x01\x02\x03", b"\x03\x02\x01\x00"], 4),
+                       palette=(0x102030, 0x405060, 0x708090, 0xA0B0C0), header=124),
+    "pal4-os2-3x2": bmp(3, 2, 4, rows([b"\x01\x20", b"\x32\x10"], 4), palette=(0, 0xFF0000, 0x00FF00, 0x0000FF),
+                        header=64),
+    "rgb32-fields-10bit-2x2": bmp(2, 2, 32, b"\xff\x03\xf0\x3f\x00\xfc\x0f\x00\x01\x02\x03\x04\xaa\xbb\xcc\x0d",
+                                  compression=3, masks=(0x3FF00000, 0x000FFC00, 0x000003FF)),
     # A core header's palette always has 2^bits entries, of three bytes.
     "core-mono-3x2": bmp(3, 2, 1, rows([b"\xa0", b"\x40"], 4), palette=(0x123456, 0xABCDEF), header=12,
                          triples=True),

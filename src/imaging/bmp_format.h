@@ -28,18 +28,23 @@ struct HeaderInfo {
     int bitsPerPixel = 0;
     std::uint32_t compression = 0;  // 0 none, 1 RLE8, 2 RLE4, 3 bit fields
     std::uint32_t pixelOffset = 0;
+    std::uint32_t headerSize = 0;   // 12 (core), 40 (info), 64 (OS/2), 108 (V4) or 124 (V5)
 };
 
 // Reads and checks a BMP header against the size of `bytes`: the signature,
-// a known header form, dimensions within the limits above, a supported bit
-// depth and compression, and (uncompressed) all rows present. `name` names
-// the file in the message of the Failure(ErrInvalidPicture) thrown otherwise.
+// a known header form with one plane, dimensions within the limits above, a
+// supported bit depth and compression, and (uncompressed) all rows present.
+// `name` names the file in the message of the Failure(ErrInvalidPicture)
+// thrown otherwise.
 HeaderInfo CheckHeader(std::string_view bytes, const std::string& name);
 
-// Decodes BMP bytes of any form Qt's BMP reader accepts once CheckHeader has
-// passed them (1/4/8-bit palettes, 16/24/32-bit, RLE, bottom-up or top-down).
-// Alpha bytes are ignored: the colours are taken as stored, as the game's own
-// loader takes them. Throws Failure(ErrInvalidPicture) for anything else.
+// Decodes BMP bytes once CheckHeader has passed them: 1, 4 and 8 bits with a
+// colour table (indices past a short table read black), 16 and 32 bits plain
+// or with bit-field masks, 24 bits, RLE8 and RLE4, rows bottom-up or
+// top-down. Alpha is ignored: the colours are taken as stored, as the game's
+// own loader takes them. Anything else, a colour table or masks that do not
+// fit, rows or a compressed stream cut short, throws
+// Failure(ErrInvalidPicture).
 Picture Decode(std::string_view bytes, const std::string& name);
 
 }  // namespace glintbook::bmp

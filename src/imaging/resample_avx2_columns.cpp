@@ -65,8 +65,11 @@ std::unique_ptr<ColumnTables> BuildColumnTables(const Grid& grid, const ExactAxi
 //    like S/D, and for halves the exact S (sums of whole products below
 //    2^24, exact in float) moves an odd result to the even neighbour. For D a
 //    power of two every c_k, product and sum is exact and q = S/D.
+// A pass may fuse a product with the sum it joins (one rounding for two):
+// the bound counts a rounding for each, so fewer only tighten it, and sums
+// of whole products below 2^24 stay exact either way.
 void ColumnsFirst(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& t, int y0,
-                  int y1, ColumnPass columns, RowPass (*rowPassFor)(int count)) {
+                  int y1, ColumnPass columns, RowPass (*rowPassFor)(int count), bool copyTail) {
     const int W = source.width;
     const ExactAxis& ay = plan.ay;
     const size_t plane = size_t(t.groups) * size_t(t.lanes);
@@ -91,7 +94,7 @@ void ColumnsFirst(const Picture& source, Picture& target, const ExactPlan& plan,
             float* slotSums = sums.data() + size_t(slot) * 3 * plane;
             if (held[size_t(slot)] != row) {
                 const Colour* pixels = source.pixels.data() + size_t(row) * size_t(W);
-                std::memcpy(tail.data(), pixels + tailStart, size_t(W - tailStart) * sizeof(Colour));
+                if (copyTail) std::memcpy(tail.data(), pixels + tailStart, size_t(W - tailStart) * sizeof(Colour));
                 columns(pixels, W, tail.data(), tailStart, t, slotSums, plane);
                 held[size_t(slot)] = row;
             }
@@ -166,7 +169,7 @@ RowPass RowPassFor(int count) { return count == 1 ? RowSums<1> : count == 2 ? Ro
 
 void ExactColumnsAvx2(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
                       int y0, int y1) {
-    ColumnsFirst(source, target, plan, tables, y0, y1, ColumnSums, RowPassFor);
+    ColumnsFirst(source, target, plan, tables, y0, y1, ColumnSums, RowPassFor, true);
 }
 
 #else

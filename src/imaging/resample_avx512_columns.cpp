@@ -44,17 +44,17 @@ bool CpuHasAvx512() {
 namespace {
 
 // One source row to its three planes of column sums, sixteen target columns a
-// step.
-GB_AVX512 void ColumnSums(const Colour* row, int W, const Colour* tail, int tailStart, const ColumnTables& t,
-                          float* sums, size_t plane) {
+// step; a group at the row's end loads only the pixels there are (no tail).
+GB_AVX512 void ColumnSums(const Colour* row, int W, const Colour*, int, const ColumnTables& t, float* sums,
+                          size_t plane) {
     const __m512i lowBytes = _mm512_set1_epi32(0x00FF00FF);
     const std::int32_t* bases = t.base.data();
     const std::int32_t* indices = t.index.data();
     const std::int32_t* weights = t.weight.data();
     for (int g = 0; g < t.groups; ++g) {
         const int base = bases[g];
-        const Colour* from = base + 16 <= W ? row + base : tail + (base - tailStart);
-        const __m512i px = _mm512_loadu_si512(from);
+        const __m512i px = base + 16 <= W ? _mm512_loadu_si512(row + base)
+                                          : _mm512_maskz_loadu_epi32(__mmask16((1u << (W - base)) - 1), row + base);
         const __m512i a = _mm512_permutexvar_epi32(_mm512_loadu_si512(indices + size_t(g) * 32), px);
         const __m512i b = _mm512_permutexvar_epi32(_mm512_loadu_si512(indices + size_t(g) * 32 + 16), px);
         const __m512i w = _mm512_loadu_si512(weights + size_t(g) * 16);
@@ -78,6 +78,8 @@ GB_AVX512 inline __m512i HalfToEven16(__m512i n, __m512 s, const Rounding& r) {
 }
 
 // A target row, sixteen columns a step (see ColumnsFirst for the rounding).
+// Each row's term after the first is fused with the sum so far: one rounding
+// where the AVX2 pass has two, which the bound there allows for.
 template <int Count>
 GB_AVX512 void RowSums(const float* const* rows, const float* coefficients, const float* weights, int count,
                        size_t plane, int groups, const Rounding& r, Colour* out, int w) {
@@ -88,17 +90,17 @@ GB_AVX512 void RowSums(const float* const* rows, const float* coefficients, cons
             const size_t at = size_t(c) * plane + size_t(g) * 16;
             __m512 q = _mm512_mul_ps(_mm512_loadu_ps(rows[0] + at), _mm512_set1_ps(coefficients[0]));
             for (int k = 1; k < count; ++k)
-                q = _mm512_add_ps(q, _mm512_mul_ps(_mm512_loadu_ps(rows[k] + at), _mm512_set1_ps(coefficients[k])));
+                q = _mm512_fmadd_ps(_mm512_loadu_ps(rows[k] + at), _mm512_set1_ps(coefficients[k]), q);
             n[c] = _mm512_cvtps_epi32(q);
             if (r.halves) {
                 __m512 s = _mm512_mul_ps(_mm512_loadu_ps(rows[0] + at), _mm512_set1_ps(weights[0]));
                 for (int k = 1; k < count; ++k)
-                    s = _mm512_add_ps(s, _mm512_mul_ps(_mm512_loadu_ps(rows[k] + at), _mm512_set1_ps(weights[k])));
+                    s = _mm512_fmadd_ps(_mm512_loadu_ps(rows[k] + at), _mm512_set1_ps(weights[k]), s);
                 n[c] = HalfToEven16(n[c], s, r);
             }
         }
         const __m512i pixels =
-            _mm512_or_si512(n[0], _mm512_or_si512(_mm512_slli_epi32(n[1], 8), _mm512_slli_epi32(n[2], 16)));
+            _mm512_ternarylogic_epi32(n[0], _mm512_slli_epi32(n[1], 8), _mm512_slli_epi32(n[2], 16), 0xFE);  // or
         const int x = 16 * g;
         const __mmask16 keep = x + 16 <= w ? __mmask16(0xFFFF) : __mmask16((1u << (w - x)) - 1);
         _mm512_mask_storeu_epi32(out + x, keep, pixels);
@@ -111,7 +113,7 @@ RowPass RowPassFor(int count) { return count == 1 ? RowSums<1> : count == 2 ? Ro
 
 void ExactColumnsAvx512(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
                         int y0, int y1) {
-    ColumnsFirst(source, target, plan, tables, y0, y1, ColumnSums, RowPassFor);
+    ColumnsFirst(source, target, plan, tables, y0, y1, ColumnSums, RowPassFor, false);
 }
 
 #else

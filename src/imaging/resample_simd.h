@@ -87,15 +87,16 @@ GB_AVX2 inline __m256i Quotients(__m256i sums, const Rounding& r) {
 
 // The columns-first loop over target rows [y0, y1), shared by the AVX2 and
 // AVX-512 kernels: columns() makes a source row's three planes of column
-// sums (`tail`: a copy of the row's end from `tailStart` on, followed by
-// `lanes` zero pixels, for groups that would read past the row), and
-// RowPassFor(count) the pass for a target row made of `count` source rows.
+// sums (`tail`: with `copyTail`, a copy of the row's end from `tailStart` on,
+// followed by `lanes` zero pixels, for groups that would read past the row),
+// and RowPassFor(count) the pass for a target row made of `count` source
+// rows.
 using ColumnPass = void (*)(const Colour* row, int W, const Colour* tail, int tailStart, const ColumnTables& t,
                             float* sums, size_t plane);
 using RowPass = void (*)(const float* const* rows, const float* coefficients, const float* weights, int count,
                          size_t plane, int groups, const Rounding& r, Colour* out, int w);
 void ColumnsFirst(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& t, int y0,
-                  int y1, ColumnPass columns, RowPass (*rowPassFor)(int count));
+                  int y1, ColumnPass columns, RowPass (*rowPassFor)(int count), bool copyTail);
 
 #endif
 

@@ -62,9 +62,10 @@ mode_t NewFileMode() {
     return 0666 & ~mask;
 }
 
-// Writes bytes to a fresh temporary beside `path` and renames it into place.
+// Fills a fresh temporary beside `path` through fill(descriptor, path),
+// which returns 0 or an errno, flushes it and renames it into place.
 // Returns 0 or the errno of the step that failed; never leaves the temporary.
-int WriteAtomic(const std::string& given, std::string_view bytes) {
+int WriteAtomic(const std::string& given, const std::function<int(int, const std::string&)>& fill) {
     // A link (a settings file kept elsewhere) is followed, so that the file
     // it points at is replaced, not the link.
     std::string path = given;
@@ -92,17 +93,7 @@ int WriteAtomic(const std::string& given, std::string_view bytes) {
     const mode_t mode = ::stat(path.c_str(), &old) == 0 ? (old.st_mode & 07777) : NewFileMode();
     if (::fchmod(fd, mode) != 0) return fail(errno);
 
-    size_t done = 0;
-    while (done < bytes.size()) {
-        if (int e = Injected("write", path)) return fail(e);
-        const size_t chunk = std::min<size_t>(bytes.size() - done, size_t(1) << 20);
-        const ssize_t n = ::write(fd, bytes.data() + done, chunk);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return fail(errno);
-        }
-        done += size_t(n);
-    }
+    if (int e = fill(fd, path)) return fail(e);
     if (int e = Injected("sync", path)) return fail(e);
     if (::fsync(fd) != 0) return fail(errno);
     if (::close(fd) != 0) {
@@ -120,6 +111,55 @@ int WriteAtomic(const std::string& given, std::string_view bytes) {
         return err;
     }
     return 0;
+}
+
+int WriteBytes(int fd, const std::string& path, std::string_view bytes) {
+    size_t done = 0;
+    while (done < bytes.size()) {
+        if (int e = Injected("write", path)) return e;
+        const size_t chunk = std::min<size_t>(bytes.size() - done, size_t(1) << 20);
+        const ssize_t n = ::write(fd, bytes.data() + done, chunk);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return errno;
+        }
+        done += size_t(n);
+    }
+    return 0;
+}
+
+// Copies the rest of `in` to `out` a megabyte at a time. The kernel copies
+// (copy_file_range): the data never passes through the program, and a file
+// system that shares blocks between files makes the copy a reference to the
+// same blocks. Where it cannot (a kernel or file system without it), plain
+// reads and writes. An error reading `in` goes to readError as well.
+int CopyInto(int in, int out, const std::string& path, int& readError) {
+    constexpr size_t kChunk = size_t(1) << 20;
+    bool kernel = true;
+    std::vector<char> buffer;
+    for (;;) {
+        if (int e = Injected("write", path)) return e;
+        if (kernel) {
+            const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, kChunk, 0);
+            if (n > 0) continue;
+            if (n == 0) return 0;
+            if (errno == EINTR) continue;
+            if (errno != EXDEV && errno != ENOSYS && errno != EINVAL && errno != EOPNOTSUPP) return errno;
+            kernel = false;
+            buffer.resize(kChunk);
+        }
+        const ssize_t n = ::read(in, buffer.data(), buffer.size());
+        if (n == 0) return 0;
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return readError = errno;
+        }
+        for (ssize_t done = 0; done < n;) {
+            const ssize_t w = ::write(out, buffer.data() + done, size_t(n - done));
+            if (w < 0 && errno != EINTR) return errno;
+            done += std::max<ssize_t>(w, 0);
+        }
+    }
 }
 
 // Writing into, or making a folder in, a folder that is not there: the
@@ -202,11 +242,12 @@ std::string ReadFile(const std::string& path) {
 }
 
 void WriteFileAtomic(const std::string& path, std::string_view bytes) {
-    if (int e = WriteAtomic(path, bytes)) throw MissingPathFailure(e, path);
+    if (int e = WriteAtomic(path, [&](int fd, const std::string& p) { return WriteBytes(fd, p, bytes); }))
+        throw MissingPathFailure(e, path);
 }
 
 bool TryWriteFileAtomic(const std::string& path, std::string_view bytes) {
-    return WriteAtomic(path, bytes) == 0;
+    return WriteAtomic(path, [&](int fd, const std::string& p) { return WriteBytes(fd, p, bytes); }) == 0;
 }
 
 int RemoveLeftovers(const std::string& folder) {
@@ -231,8 +272,14 @@ int RemoveLeftovers(const std::string& folder) {
 
 void CopyFile(const std::string& from, const std::string& to) {
     if (int e = Injected("copy", to)) throw FailureFromErrno(e, to);
-    const std::string data = ReadFile(from);
-    WriteFileAtomic(to, data);
+    if (int e = Injected("read", from)) throw FailureFromErrno(e, from);
+    const int in = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    if (in < 0) throw FailureFromErrno(errno, from);
+    int readError = 0;
+    const int e = WriteAtomic(to, [&](int fd, const std::string& p) { return CopyInto(in, fd, p, readError); });
+    ::close(in);
+    if (readError) throw FailureFromErrno(readError, from);
+    if (e) throw MissingPathFailure(e, to);
 }
 
 void DeleteFile(const std::string& path) {

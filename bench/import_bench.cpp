@@ -124,6 +124,7 @@ std::map<std::string, double> Split(const std::string& shot, const std::string& 
 }  // namespace
 
 int main(int argc, char** argv) {
+    glintbook::KeepPictureMemory();  // as the program does
     const fs::path base = argc > 1 ? fs::path(argv[1]) : fs::current_path();
     const int runs = argc > 2 ? std::max(3, std::atoi(argv[2])) : 15;
     const fs::path game = base / ("glintbook-import-bench-" + std::to_string(::getpid()));

@@ -265,6 +265,7 @@ void Import(const std::string& dir, int threads, int w, int h, int album) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    glintbook::KeepPictureMemory();  // as the program does
     std::string dir = std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path().string();
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--quick") == 0)

@@ -6,6 +6,11 @@
 
 namespace glintbook {
 
+// Keeps the memory of freed pictures for the next ones, where the C library
+// allows it; a program that handles picture after picture calls it once at
+// its start. It changes how the whole process allocates.
+void KeepPictureMemory();
+
 // Loads a BMP file. A missing, unreadable, truncated or non-BMP file, or one
 // that claims absurd dimensions, throws Failure (platform/failure.h).
 Picture LoadPicture(const std::string& path);

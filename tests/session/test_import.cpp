@@ -134,9 +134,13 @@ TEST_P(ClearTest, TexturesAndSettingsAfter) {
     const int first = AlbumOffset(c.album);
     for (int t = 0; t < 100; ++t) {
         const bool cleared = t >= first && t < first + c.stocked;
-        if (cleared) EXPECT_EQ(folder.read(TexturePath(t)), Stock) << t;
-        else if (t == 24 || t == 50) EXPECT_NE(folder.read(TexturePath(t)), Stock) << t;
-        else if (t != c.blocked) EXPECT_FALSE(folder.exists(TexturePath(t))) << t;
+        if (cleared) {
+            EXPECT_EQ(folder.read(TexturePath(t)), Stock) << t;
+        } else if (t == 24 || t == 50) {
+            EXPECT_NE(folder.read(TexturePath(t)), Stock) << t;
+        } else if (t != c.blocked) {
+            EXPECT_FALSE(folder.exists(TexturePath(t))) << t;
+        }
     }
     EXPECT_EQ(folder.read("Data Files/BookArt/Photo 31.bmp"), "book art");
     EXPECT_EQ(folder.exists("Morrowind.ini") ? folder.read("Morrowind.ini") : "", c.after);

@@ -1,5 +1,6 @@
 // Glintbook: started in the game's folder, takes no arguments.
 #include "app/qt/frmMain.h"
+#include "imaging/picture_io.h"
 #include "session/leftovers.h"
 
 #include <QApplication>
@@ -10,6 +11,7 @@ int main(int argc, char** argv) {
     // The program ends only through its own ways out, each with its status.
     app.setQuitOnLastWindowClosed(false);
     glintbook::RemoveLeftoverTemporaries();  // of writes a crash cut short
+    glintbook::KeepPictureMemory();
     glintbook::frmMain form;
     if (form.logic.ended()) return *form.logic.exitStatus();  // its load handler failed
     form.show();  // a window without a parent opens centred on the screen

@@ -1,8 +1,18 @@
 # glintbook_test_folder(AREA LIBS...): every test_*.cpp in the calling folder
 # becomes a test program AREA_<name>, linked with LIBS, its cases discovered
 # by CTest.
+# Not built for Windows: the fuzz cases' replay (the harnesses in fuzz/ make
+# their folders with POSIX calls; fuzzing itself runs on Linux) and the
+# resample tool's test (it runs the tool through Qt's QProcess).
+set(glintbook_linux_only_tests test_fuzz_regressions.cpp test_resample_tool.cpp)
+
 function(glintbook_test_folder area)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/test_*.cpp)
+  if(WIN32)
+    foreach(name ${glintbook_linux_only_tests})
+      list(REMOVE_ITEM sources ${CMAKE_CURRENT_SOURCE_DIR}/${name})
+    endforeach()
+  endif()
   foreach(src ${sources})
     get_filename_component(name ${src} NAME_WE)
     string(REGEX REPLACE "^test_" "" name ${name})

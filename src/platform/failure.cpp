@@ -22,8 +22,10 @@ Mapped MapErrno(int err) {
     case EACCES:
     case EPERM:
     case EROFS: return {ErrPermissionDenied, "Permission denied"};
-    case ENOSPC:
-    case EDQUOT: return {ErrDiskFull, "Disk full"};
+#ifdef EDQUOT  // not on Windows
+    case EDQUOT:
+#endif
+    case ENOSPC: return {ErrDiskFull, "Disk full"};
     case EEXIST: return {ErrFileExists, "File already exists"};
     case EMFILE:
     case ENFILE: return {ErrTooManyFiles, "Too many files"};

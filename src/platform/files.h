@@ -24,6 +24,18 @@ bool FolderExists(const std::string& path);  // a directory
 // The size in bytes of a regular file; nothing when there is none.
 std::optional<std::uint64_t> FileSize(const std::string& path);
 
+// What lies at a path: nothing, a regular file (or a link to one), or
+// something else (a folder, a device, a pipe, or a path that cannot be
+// examined, which must not be read or replaced either).
+enum class PathKind { Missing, File, Other };
+PathKind KindOfPath(const std::string& path);
+
+// Whether an existing file is read-only. On Windows its read-only attribute;
+// elsewhere a file without any write permission bit (as that attribute makes
+// it, even for a user the system would let write it) or one this user may
+// not write. False when the file cannot be examined.
+bool IsReadOnly(const std::string& path);
+
 std::string ReadFile(const std::string& path);
 std::optional<std::string> TryReadFile(const std::string& path);
 

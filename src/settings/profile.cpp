@@ -3,10 +3,7 @@
 #include "platform/files.h"
 #include "settings/ini_text.h"
 
-#include <cerrno>
 #include <new>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace glintbook::profile {
 
@@ -14,21 +11,13 @@ namespace {
 
 using namespace ini;
 
-enum class PathState { Missing, File, Other };
-
-PathState StateOf(const std::string& path, struct stat& st) {
-    if (::stat(path.c_str(), &st) != 0) return errno == ENOENT ? PathState::Missing : PathState::Other;
-    return S_ISREG(st.st_mode) ? PathState::File : PathState::Other;
-}
-
 // The file's text, or nullopt when it exists but cannot be read. Only
 // regular files are opened: reading a pipe or a device could block.
 std::optional<std::string> Load(const std::string& file, bool& exists) {
-    struct stat st {};
-    const PathState state = StateOf(file, st);
-    exists = state != PathState::Missing;
-    if (state == PathState::Missing) return std::string();
-    if (state == PathState::Other) return std::nullopt;
+    const files::PathKind kind = files::KindOfPath(file);
+    exists = kind != files::PathKind::Missing;
+    if (kind == files::PathKind::Missing) return std::string();
+    if (kind == files::PathKind::Other) return std::nullopt;
     try {
         return files::TryReadFile(file);
     } catch (const std::bad_alloc&) {
@@ -43,15 +32,6 @@ std::string TextOf(const std::string& file) {
     return Load(file, exists).value_or(std::string());
 }
 
-// A file without any write permission bit is read-only, as the read-only
-// attribute makes it on Windows, even for a user the system would let write
-// it; so is one this user may not write.
-bool ReadOnly(const std::string& file) {
-    struct stat st {};
-    if (::stat(file.c_str(), &st) != 0) return false;
-    return (st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0 || ::access(file.c_str(), W_OK) != 0;
-}
-
 bool Write(const std::string& file, std::string_view section, std::optional<std::string_view> key,
            std::optional<std::string_view> value) {
     try {
@@ -62,7 +42,7 @@ bool Write(const std::string& file, std::string_view section, std::optional<std:
         if (!text) return false;
         const std::optional<std::string> edited = Edit(*text, section, key, value);
         if (!edited || *edited == *text) return true;
-        if (exists && ReadOnly(file)) return false;
+        if (exists && files::IsReadOnly(file)) return false;
         return files::TryWriteFileAtomic(file, *edited);
     } catch (const std::bad_alloc&) {
         return false;

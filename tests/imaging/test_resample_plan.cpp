@@ -6,6 +6,7 @@
 #include "imaging/resample_kernels.h"
 #include "platform/failure.h"
 #include "resample_oracle.h"
+#include "support/game_kit.h"
 
 #include <gtest/gtest.h>
 
@@ -155,17 +156,17 @@ TEST(ResampleArguments, OutOfContractSizesFailCleanly) {
 
 TEST(ResampleThreadSetting, ExplicitThenEnvironmentThenMachine) {
     const int machine = int(std::max(1u, std::thread::hardware_concurrency()));
-    ::unsetenv("GLINTBOOK_RESAMPLE_THREADS");
+    test::SetEnvironment("GLINTBOOK_RESAMPLE_THREADS", "");
     SetResampleThreads(0);
     EXPECT_EQ(ResampleThreads(), machine);
-    ::setenv("GLINTBOOK_RESAMPLE_THREADS", "3", 1);
+    test::SetEnvironment("GLINTBOOK_RESAMPLE_THREADS", "3");
     EXPECT_EQ(ResampleThreads(), 3);
-    ::setenv("GLINTBOOK_RESAMPLE_THREADS", "three", 1);
+    test::SetEnvironment("GLINTBOOK_RESAMPLE_THREADS", "three");
     EXPECT_EQ(ResampleThreads(), machine);
     SetResampleThreads(1);
     EXPECT_EQ(ResampleThreads(), 1);
     SetResampleThreads(0);
-    ::unsetenv("GLINTBOOK_RESAMPLE_THREADS");
+    test::SetEnvironment("GLINTBOOK_RESAMPLE_THREADS", "");
 }
 
 }  // namespace

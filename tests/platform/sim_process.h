@@ -1,17 +1,19 @@
 #pragma once
 // A program run as a child of the test, with pipes on its standard input and
-// output: the test waits for the lines it logs.
+// output: the test waits for the lines it logs (POSIX only).
 #include <chrono>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+#ifndef _WIN32
 #include <csignal>
 #include <fcntl.h>
-#include <fstream>
 #include <poll.h>
 #include <spawn.h>
-#include <string>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
-#include <vector>
+#endif
 
 namespace glintbook::test {
 
@@ -30,6 +32,7 @@ inline void Append(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary | std::ios::app) << text;
 }
 
+#ifndef _WIN32
 struct ChildProcess {
     // `argv` includes argv[0]; `env` ("NAME=value") is added to ours.
     ChildProcess(const std::string& program, std::vector<std::string> argv, std::vector<std::string> env = {}) {
@@ -89,5 +92,6 @@ struct ChildProcess {
     std::string text;  // what it logged so far
     size_t scanned = 0;
 };
+#endif
 
 }  // namespace glintbook::test

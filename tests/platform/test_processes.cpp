@@ -1,12 +1,15 @@
 #include "platform/failure.h"
 #include "platform/processes.h"
 #include "sim_process.h"
-#include "support/game_folder.h"
+#include "support/game_kit.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <gtest/gtest.h>
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace fs = std::filesystem;
 using namespace glintbook;
@@ -25,12 +28,32 @@ std::string CopySim(const GameFolder& folder, const std::string& name) {
     return folder.file(name);
 }
 
+#ifndef _WIN32
 // The least that passes for a Windows program: "MZ", and "PE\0\0" at the
 // offset stored at 0x3C.
 std::string PeImage() {
     std::string bytes = "MZ" + std::string(0x7E, '\0') + std::string("PE\0\0", 4);
     bytes[0x3C] = char(0x80);
     return bytes;
+}
+#endif
+
+std::string SelfName() {
+#ifdef _WIN32
+    char path[MAX_PATH];
+    ::GetModuleFileNameA(nullptr, path, MAX_PATH);
+    return fs::path(path).filename().string();
+#else
+    return fs::read_symlink("/proc/self/exe").filename();
+#endif
+}
+
+int ProcessId() {
+#ifdef _WIN32
+    return int(::GetCurrentProcessId());
+#else
+    return int(::getpid());
+#endif
 }
 
 // The number of the failure to start `program` in `folder`, or 0.
@@ -48,9 +71,10 @@ int StartFailure(const std::string& program, const std::string& folder, std::str
 
 TEST(ExecutableNames, ReportsWholeNamesOfLiveProcessesOnly) {
     GameFolder folder;
-    const std::string self = fs::read_symlink("/proc/self/exe").filename();
+    const std::string self = SelfName();
     EXPECT_GT(self.size(), 15u);  // longer than the kernel's short name
     EXPECT_TRUE(Running(self));
+#ifndef _WIN32  // Windows removes no running program, nor keeps an ended one
 
     const std::string deleted = "Deleted-" + std::to_string(::getpid()) + ".exe";
     ChildProcess running(CopySim(folder, deleted), {"game"});
@@ -63,8 +87,10 @@ TEST(ExecutableNames, ReportsWholeNamesOfLiveProcessesOnly) {
     ChildProcess ended(CopySim(folder, zombie), {zombie}, {"GAME_SIM_SCRIPT=quit"});
     ASSERT_EQ(ended.WaitForExit(5s, false), 0);
     EXPECT_FALSE(Running(zombie));
+#endif
 }
 
+#ifndef _WIN32
 TEST(ExecutableNames, ShowsTheWindowsNameOfAProgramUnderWine) {
     GameFolder folder;
     const std::string windowsName = "Glint" + std::to_string(::getpid()) + ".exe";
@@ -73,16 +99,19 @@ TEST(ExecutableNames, ShowsTheWindowsNameOfAProgramUnderWine) {
     EXPECT_TRUE(Running(windowsName));
     EXPECT_FALSE(Running("wine64-preloader"));
 }
+#endif
 
 TEST(StartProgram, RunsDetachedInItsFolderAndLeavesNoZombie) {
     GameFolder folder;
     folder.mkdir("game");
-    const std::string name = "Glintbook-game-" + std::to_string(::getpid());
+    const std::string name = "Glintbook-game-" + std::to_string(ProcessId()) + ".exe";
     folder.write("game/Morrowind.ini", "[General]\nScreen Shot Enable=1\nScreen Shot Base Name=S\n");
 
     StartProgram(CopySim(folder, "game/" + name), folder.file("game"));
+#ifndef _WIN32
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);  // not our child, not even a finished one
     EXPECT_EQ(errno, ECHILD);
+#endif
     EXPECT_TRUE(Eventually([&] { return Running(name); }, 1s));
     Append(folder.file("game/game-sim.commands"), "shot 8x8\n");
     EXPECT_TRUE(Eventually([&] { return folder.exists("game/S 0.bmp"); }));
@@ -90,6 +119,49 @@ TEST(StartProgram, RunsDetachedInItsFolderAndLeavesNoZombie) {
     EXPECT_TRUE(Eventually([&] { return !Running(name); }));
 }
 
+struct Refusal {
+    const char* name;
+    std::string bytes;  // the file; "" for none
+    bool executable;    // its permission to run, where files have one
+    const char* folder;
+    int number;
+};
+void PrintTo(const Refusal& c, std::ostream* os) { *os << c.name; }
+
+class StartRefused : public ::testing::TestWithParam<Refusal> {};
+
+TEST_P(StartRefused, WithTheNumberOfWhatIsWrong) {
+    const Refusal& c = GetParam();
+    GameFolder folder;
+    if (!c.bytes.empty()) folder.write("program.exe", c.bytes);
+    if (c.executable) fs::permissions(folder.file("program.exe"), fs::perms::owner_all);
+    EXPECT_EQ(StartFailure(folder.file("program.exe"), folder.file(c.folder)), c.number);
+}
+
+// Linux runs no file without its permission to run; Windows tells from its
+// contents that it is no program.
+#ifdef _WIN32
+constexpr int NotAProgram = ErrBadCall;
+#else
+constexpr int NotAProgram = ErrPermissionDenied;
+#endif
+
+std::vector<Refusal> Refusals() {
+    std::vector<Refusal> rows = {
+        {"text", "not a program\n", false, "", NotAProgram},
+        {"garbage_to_run", std::string(64, 'x'), true, "", ErrBadCall},
+        {"missing", "", false, "", ErrFileNotFound},
+        {"no_folder", std::string(64, 'x'), true, "no folder", ErrPathNotFound}};
+#ifndef _WIN32  // Wine looks for its DOS support, which it lacks, where Windows refuses the program
+    rows.push_back({"dos_program", "MZ" + std::string(0x80, '\0'), false, "", NotAProgram});  // no PE header
+#endif
+    return rows;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, StartRefused, ::testing::ValuesIn(Refusals()),
+    [](const auto& info) { return std::string(info.param.name); });
+
+#ifndef _WIN32
 TEST(StartProgram, WindowsProgramsGoThroughWineFromPath) {
     GameFolder folder;
     // A stand-in for wine that records its arguments, folder and input.
@@ -98,19 +170,8 @@ TEST(StartProgram, WindowsProgramsGoThroughWineFromPath) {
                                  ".tmp' && mv '" + log + ".tmp' '" + log + "'\n");
     fs::permissions(folder.file("bin/wine"), fs::perms::owner_all);
     folder.write("My Game.exe", PeImage());
-    folder.write("dos.exe", "MZ" + std::string(0x80, '\0'));  // no PE header: not for wine
-    folder.write("notes.txt", "not a program\n");
-    folder.write("garbage", std::string(64, 'x'));
-    fs::permissions(folder.file("garbage"), fs::perms::owner_all);
     folder.mkdir("sub");
-    ::setenv("PATH", (folder.file("bin") + ":/usr/bin:/bin").c_str(), 1);
-
-    EXPECT_EQ(StartFailure(folder.file("dos.exe"), folder.path()), ErrPermissionDenied);
-    EXPECT_EQ(StartFailure(folder.file("notes.txt"), folder.path()), ErrPermissionDenied);
-    EXPECT_EQ(StartFailure(folder.file("garbage"), folder.path()), ErrBadCall);
-    EXPECT_EQ(StartFailure(folder.file("missing.exe"), folder.path()), ErrFileNotFound);
-    EXPECT_EQ(StartFailure(folder.file("garbage"), folder.file("no folder")), ErrPathNotFound);
-    EXPECT_FALSE(folder.exists("wine.log"));
+    SetEnvironment("PATH", folder.file("bin") + ":/usr/bin:/bin");
 
     int pipeFds[2];  // our input is not /dev/null, so the program's must be made so
     ASSERT_EQ(::pipe(pipeFds), 0);
@@ -121,7 +182,8 @@ TEST(StartProgram, WindowsProgramsGoThroughWineFromPath) {
               folder.file("My Game.exe") + "\n" + fs::canonical(folder.file("sub")).string() + "\n/dev/null\n");
 
     std::string text;
-    ::setenv("PATH", "/nonexistent", 1);
+    SetEnvironment("PATH", "/nonexistent");
     EXPECT_EQ(StartFailure(folder.file("My Game.exe"), folder.file("sub"), &text), ErrFileNotFound);
     EXPECT_NE(text.find("wine was not found on PATH"), std::string::npos) << text;
 }
+#endif

@@ -23,31 +23,41 @@ struct Launch {
     std::vector<std::string> files;
     int album;
     std::string message;   // "" when the game starts
-    std::string iniAfter;  // "" for unchanged
+    std::string iniAfter = "";  // "" for unchanged
 };
 void PrintTo(const Launch& c, std::ostream* os) { *os << c.name; }
 
-class LaunchTest : public ::testing::TestWithParam<Launch> {};
+// The game simulator stands in for the game: it notes in started.txt where
+// it was started, and quits.
+class LaunchTest : public ::testing::TestWithParam<Launch> {
+protected:
+    LaunchTest() {
+        SetEnvironment("GAME_SIM_SCRIPT", "quit");
+        SetEnvironment("GAME_SIM_LOG", "started.txt");
+    }
+    ~LaunchTest() override {
+        SetEnvironment("GAME_SIM_SCRIPT", "");
+        SetEnvironment("GAME_SIM_LOG", "");
+    }
+};
 
 TEST_P(LaunchTest, ChecksThenWritesAndStarts) {
     const Launch& c = GetParam();
     GameFolder folder;
     folder.write("Morrowind.ini", c.ini);
     for (const std::string& f : c.files) folder.write(f, "");
-    if (folder.exists(Game)) {
-        // A stand-in game that notes where it was started.
-        folder.write(Game, "#!/bin/sh\npwd > started.txt\n");
-        std::filesystem::permissions(folder.file(Game), std::filesystem::perms::owner_all);
-    }
+    if (folder.exists(Game) && std::filesystem::remove(folder.file(Game)))
+        std::filesystem::copy_file(GAME_SIM_PATH, folder.file(Game));
     EXPECT_EQ(LaunchGame(Choices{c.album, 512, false}).value_or(""), c.message);
     EXPECT_EQ(folder.read("Morrowind.ini"), c.iniAfter.empty() ? c.ini : c.iniAfter);
     if (!c.message.empty()) {
         EXPECT_FALSE(folder.exists("started.txt"));
         return;
     }
-    for (int i = 0; i < 500 && !(folder.exists("started.txt") && !folder.read("started.txt").empty()); ++i)
+    const std::string log = "start in " + std::filesystem::canonical(folder.path()).string() + "\nquit\n";
+    for (int i = 0; i < 500 && !(folder.exists("started.txt") && folder.read("started.txt") == log); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    EXPECT_EQ(folder.read("started.txt"), std::filesystem::canonical(folder.path()).string() + "\n");
+    EXPECT_EQ(folder.read("started.txt"), log);
 }
 
 const std::string Full = "[Glintbook]\r\nEverRun=1\r\nAlbum1Index=25\r\n";

@@ -15,9 +15,31 @@
 #include <functional>
 #include <random>
 #include <sys/stat.h>
+#ifdef _WIN32
+#define NOMINMAX
+#include <windows.h>
+#endif
 
 namespace glintbook::test {
 namespace {
+
+namespace fs = std::filesystem;
+
+// Which file a path names: its inode, or on Windows its index on the volume.
+unsigned long long FileIdentity(const std::string& path) {
+#ifdef _WIN32
+    HANDLE h = ::CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                             OPEN_EXISTING, 0, nullptr);
+    BY_HANDLE_FILE_INFORMATION info{};
+    ::GetFileInformationByHandle(h, &info);
+    ::CloseHandle(h);
+    return (unsigned long long)info.nFileIndexHigh << 32 | info.nFileIndexLow;
+#else
+    struct stat st {};
+    ::stat(path.c_str(), &st);
+    return st.st_ino;
+#endif
+}
 
 using namespace std::string_literals;
 using profile::GetInt;
@@ -173,16 +195,15 @@ TEST(IniWriteUnchanged, SameValueLeavesTheFileAlone) {
     GameFolder folder;
     const std::string file = folder.file("Morrowind.ini");
     folder.write("Morrowind.ini", "[General]\r\nIndex = 7 \r\n");
-    ::chmod(file.c_str(), 0640);
-    struct stat before {}, after {};
-    ::stat(file.c_str(), &before);
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    const unsigned long long before = FileIdentity(file);
     EXPECT_TRUE(WriteString(file, "General", "index", "7"));
     EXPECT_TRUE(profile::DeleteKey(file, "General", "Nope"));
-    ::stat(file.c_str(), &after);
-    EXPECT_EQ(after.st_ino, before.st_ino) << "the file was replaced";
+    EXPECT_EQ(FileIdentity(file), before) << "the file was replaced";
     EXPECT_TRUE(WriteString(file, "General", "Index", "8"));
-    ::stat(file.c_str(), &after);
-    EXPECT_EQ(after.st_mode & 07777, 0640u) << "permissions not kept";
+#ifndef _WIN32  // Windows keeps no permission bits
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640)) << "permissions not kept";
+#endif
 }
 
 // A write that cannot be made changes nothing, leaves no temporary file and
@@ -215,14 +236,22 @@ TEST_P(IniWriteRefused, NothingChanges) {
 }
 
 const auto Nothing = [](const GameFolder&) {};
-INSTANTIATE_TEST_SUITE_P(Rows, IniWriteRefused, ::testing::Values(
-    Refused{"read_only_file", [](const GameFolder& f) { ::chmod(f.file("Morrowind.ini").c_str(), 0444); }},
+const auto ReadOnly = fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read;
+std::vector<Refused> RefusedRows() {
+    std::vector<Refused> rows = {
+    Refused{"read_only_file", [](const GameFolder& f) { fs::permissions(f.file("Morrowind.ini"), ReadOnly); }},
     Refused{"read_only_folder", Nothing, "Morrowind.ini", EACCES, "open"},
     Refused{"disk_full", Nothing, "Morrowind.ini", ENOSPC, "write"},
     Refused{"flush_fails", Nothing, "Morrowind.ini", EIO, "sync"},
     Refused{"missing_folder", Nothing, "missing/Morrowind.ini"},
-    Refused{"a_folder_in_its_place", [](const GameFolder& f) { f.mkdir("dir.ini"); }, "dir.ini"},
-    Refused{"a_pipe_in_its_place", [](const GameFolder& f) { ::mkfifo(f.file("pipe.ini").c_str(), 0644); }, "pipe.ini"}),
+    Refused{"a_folder_in_its_place", [](const GameFolder& f) { f.mkdir("dir.ini"); }, "dir.ini"}};
+#ifndef _WIN32  // no named pipes among the files on Windows
+    rows.push_back(
+        {"a_pipe_in_its_place", [](const GameFolder& f) { ::mkfifo(f.file("pipe.ini").c_str(), 0644); }, "pipe.ini"});
+#endif
+    return rows;
+}
+INSTANTIATE_TEST_SUITE_P(Rows, IniWriteRefused, ::testing::ValuesIn(RefusedRows()),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(SettingsFile, AbsentFileReadsDefaultsAndIsNotCreated) {

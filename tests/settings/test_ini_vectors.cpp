@@ -204,7 +204,7 @@ TEST_P(Vector, Case) {
 
     EXPECT_EQ(folder.exists("Morrowind.ini"), exists);
     std::vector<std::string> names;
-    for (const auto& e : std::filesystem::directory_iterator(folder.path())) names.push_back(e.path().filename());
+    for (const auto& e : std::filesystem::directory_iterator(folder.path())) names.push_back(e.path().filename().string());
     EXPECT_EQ(names.size(), exists ? 1u : 0u) << "stray files left in the folder";
     if (!exists) return;
     const std::string final_bytes = folder.read("Morrowind.ini");

@@ -1,23 +1,25 @@
 #include "support/game_folder.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
-#include <unistd.h>
-#include <vector>
 
 namespace fs = std::filesystem;
 
 namespace glintbook::test {
 
 GameFolder::GameFolder() : previous_(fs::current_path().string()) {
-    std::string tmpl = (fs::temp_directory_path() / "glintbook-game-XXXXXX").string();
-    std::vector<char> buf(tmpl.begin(), tmpl.end());
-    buf.push_back('\0');
-    if (!::mkdtemp(buf.data())) throw std::runtime_error("mkdtemp failed");
-    path_ = buf.data();
+    // A name nobody holds: create_directory fails on one that exists.
+    static std::mt19937_64 random{std::random_device{}()};
+    for (int attempt = 0; path_.empty(); ++attempt) {
+        if (attempt == 100) throw std::runtime_error("no temporary game folder can be made");
+        const std::string name = "glintbook-game-" + std::to_string(random() % 1000000007);
+        const fs::path candidate = fs::temp_directory_path() / name;
+        std::error_code ec;
+        if (fs::create_directory(candidate, ec)) path_ = candidate.string();
+    }
     fs::current_path(path_);
 }
 
@@ -32,7 +34,9 @@ GameFolder::~GameFolder() {
     fs::remove_all(path_, ec);
 }
 
-std::string GameFolder::file(std::string_view relative) const { return path_ + "/" + std::string(relative); }
+std::string GameFolder::file(std::string_view relative) const {
+    return (fs::path(path_) / fs::path(relative).make_preferred()).string();
+}
 
 void GameFolder::write(std::string_view relative, std::string_view bytes) const {
     const fs::path p = file(relative);

@@ -3,8 +3,13 @@
 #include "imaging/picture_io.h"
 #include "platform/files.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace glintbook::test {
 
@@ -41,7 +46,10 @@ Failure FailureOf(const std::function<void()>& fn) {
 }
 
 Fault::Fault(std::string where, int err, std::string step) {
-    files::SetFaultHook([where, err, step](std::string_view s, const std::string& path) {
+    // Compared with '/' for a separator, as the tests write `where`.
+    std::replace(where.begin(), where.end(), '\\', '/');
+    files::SetFaultHook([where, err, step](std::string_view s, std::string path) {
+        std::replace(path.begin(), path.end(), '\\', '/');
         return path.find(where) != std::string::npos && (step.empty() || s == step) ? err : 0;
     });
 }
@@ -53,6 +61,19 @@ std::vector<std::string> Temporaries(const GameFolder& folder) {
     for (const auto& e : std::filesystem::recursive_directory_iterator(folder.path()))
         if (e.path().filename().string().find(".tmp-") != std::string::npos) found.push_back(e.path().string());
     return found;
+}
+
+void SetEnvironment(const std::string& name, const std::string& value) {
+#ifdef _WIN32
+    // The runtime's copy for getenv, the system's for the programs started.
+    ::_putenv_s(name.c_str(), value.c_str());
+    ::SetEnvironmentVariableA(name.c_str(), value.empty() ? nullptr : value.c_str());
+#else
+    if (value.empty())
+        ::unsetenv(name.c_str());
+    else
+        ::setenv(name.c_str(), value.c_str(), 1);
+#endif
 }
 
 }  // namespace glintbook::test

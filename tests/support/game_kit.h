@@ -39,6 +39,10 @@ struct Fault {
 // The hidden temporary files of interrupted writes below the folder.
 std::vector<std::string> Temporaries(const GameFolder& folder);
 
+// Sets a variable of this process's environment, which programs it starts
+// inherit; an empty value removes it.
+void SetEnvironment(const std::string& name, const std::string& value);
+
 // A process list holding `names`, for the monitor.
 using Names = std::vector<std::string>;
 inline std::function<std::optional<Names>()> ProcessList(Names names) {

@@ -1,6 +1,7 @@
 #include "files.h"
 
 #include "failure.h"
+#include "temporary_names.h"
 
 #include <cerrno>
 #include <climits>
@@ -39,21 +40,6 @@ std::string FileName(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-// A temporary's name: "." + the first kTempNameBytes of the target's name +
-// kTempMark + the kTempRandomChars letters and digits mkstemp puts for X.
-constexpr std::size_t kTempNameBytes = 40;
-constexpr std::string_view kTempMark = ".tmp-";
-constexpr std::size_t kTempRandomChars = 6;
-
-bool IsTemporaryName(std::string_view name) {
-    if (name.size() < 2 + kTempMark.size() + kTempRandomChars || name[0] != '.') return false;
-    const std::size_t mark = name.size() - kTempRandomChars - kTempMark.size();
-    if (mark - 1 > kTempNameBytes || name.substr(mark, kTempMark.size()) != kTempMark) return false;
-    for (char c : name.substr(name.size() - kTempRandomChars))
-        if (!((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))) return false;
-    return true;
-}
-
 mode_t NewFileMode() {
     // umask can only be read by setting it; the program has one thread that
     // touches files, so the brief change is harmless.
@@ -75,8 +61,7 @@ int WriteAtomic(const std::string& given, const std::function<int(int, const std
     }
     // Named after the target so a leftover is recognisable, but short, so
     // that a target whose name is near the length limit still gets one.
-    std::string tmpl = Directory(path) + "/." + FileName(path).substr(0, kTempNameBytes) + std::string(kTempMark) +
-                       std::string(kTempRandomChars, 'X');
+    std::string tmpl = Directory(path) + "/" + TemporaryPrefix(FileName(path)) + std::string(kTempRandomChars, 'X');
     if (int e = Injected("open", path)) return e;
     std::vector<char> name(tmpl.begin(), tmpl.end());
     name.push_back('\0');
@@ -208,6 +193,18 @@ std::optional<std::uint64_t> FileSize(const std::string& path) {
     struct stat st {};
     if (::stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
     return std::uint64_t(st.st_size);
+}
+
+PathKind KindOfPath(const std::string& path) {
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0) return errno == ENOENT ? PathKind::Missing : PathKind::Other;
+    return S_ISREG(st.st_mode) ? PathKind::File : PathKind::Other;
+}
+
+bool IsReadOnly(const std::string& path) {
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0) return false;
+    return (st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0 || ::access(path.c_str(), W_OK) != 0;
 }
 
 std::optional<std::string> TryReadFile(const std::string& path) {

@@ -1,0 +1,22 @@
+#pragma once
+// What the Windows side of the platform layer shares: text between the
+// program's UTF-8 and the system's UTF-16, paths for the wide calls, and the
+// system's error codes read as the errno values of the same meaning, so that
+// a failure has the same number on every platform.
+#include <string>
+#include <string_view>
+
+namespace glintbook::windows {
+
+// Bytes that are not UTF-8 are read in the ANSI code page, as the game
+// writes the names in its settings file ("Screen Shot Base Name").
+std::wstring Widen(std::string_view text);
+std::string Narrow(std::wstring_view utf16);
+
+// `path` for the wide file calls. A long one (near MAX_PATH) is made absolute
+// with the \\?\ prefix, which lifts the limit to the file system's own.
+std::wstring WidePath(const std::string& path);
+
+int ErrnoFromWindowsError(unsigned long code);
+
+}  // namespace glintbook::windows

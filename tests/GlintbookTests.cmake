@@ -2,9 +2,10 @@
 # becomes a test program AREA_<name>, linked with LIBS, its cases discovered
 # by CTest.
 # Not built for Windows: the fuzz cases' replay (the harnesses in fuzz/ make
-# their folders with POSIX calls; fuzzing itself runs on Linux) and the
-# resample tool's test (it runs the tool through Qt's QProcess).
-set(glintbook_linux_only_tests test_fuzz_regressions.cpp test_resample_tool.cpp)
+# their folders with POSIX calls; fuzzing itself runs on Linux), the resample
+# tool's test (it runs the tool through Qt's QProcess) and the independent
+# readers of the plug-in (Perl and Python programs of the Linux machine).
+set(glintbook_linux_only_tests test_fuzz_regressions.cpp test_resample_tool.cpp test_validators.cpp)
 
 function(glintbook_test_folder area)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/test_*.cpp)

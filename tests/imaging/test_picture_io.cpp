@@ -1,7 +1,11 @@
 // The BMP reader and writer. Every form the reader takes, generated field by field with random contents, must
 // decode to the colours of Qt's reader (the one ours replaced); what it refuses it refuses with the picture error.
+#include "imaging/bmp_format.h"
 #include "imaging/picture_io.h"
+#include "platform/failure.h"
+#ifdef GLINTBOOK_QT_REFERENCE
 #include "qt_bmp_reader.h"
+#endif
 #include "resample_oracle.h"
 #include "support/game_folder.h"
 
@@ -71,6 +75,10 @@ Bmp Plain(int w, int h, int bits, int colours = 0, std::uint32_t header = 40, st
     return b;
 }
 
+// Held to Qt's reader where Qt is (Linux); the Windows build decodes the
+// same bytes with the same code, compiled by another compiler.
+#ifdef GLINTBOOK_QT_REFERENCE
+
 // A compressed stream of random runs (some past the row's end), literals,
 // moves and ends of rows, closed by the end-of-bitmap code.
 Bmp Compressed(int w, int h, int bits) {
@@ -131,6 +139,7 @@ TEST_P(BmpForm, DecodesToTheReferenceColours) {
 
 INSTANTIATE_TEST_SUITE_P(Generated, BmpForm, ::testing::ValuesIn(Forms()),
                          [](const auto& info) { return info.param.first; });
+#endif
 
 struct Refusal {
     std::string name, bytes;

@@ -7,9 +7,12 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
+#ifndef _WIN32
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 namespace glintbook {
 namespace {
@@ -73,6 +76,10 @@ TEST_P(KilledWrite, LeavesNothingAfterARestart) {
     files::WriteFileAtomic(real, "old");
     if (GetParam().linked) fs::create_symlink(real, target);
 
+#ifdef _WIN32
+    // No fork here: the file a write killed before its rename leaves.
+    std::ofstream(fs::path(real).parent_path() / ("." + fs::path(real).filename().string() + ".tmp-a1b2c3")) << "new";
+#else
     const pid_t pid = ::fork();
     if (pid == 0) {
         files::SetFaultHook([](std::string_view step, const std::string&) {
@@ -85,6 +92,7 @@ TEST_P(KilledWrite, LeavesNothingAfterARestart) {
     int status = 0;
     ::waitpid(pid, &status, 0);
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+#endif
     ASSERT_EQ(Temporaries(target), 1);
 
     RemoveLeftoverTemporaries();
@@ -94,7 +102,9 @@ TEST_P(KilledWrite, LeavesNothingAfterARestart) {
 
 INSTANTIATE_TEST_SUITE_P(Folders, KilledWrite, ::testing::Values(
     Target{"Settings", game::SettingsFile, false},
+#ifndef _WIN32
     Target{"LinkedSettings", game::SettingsFile, true},
+#endif
     Target{"Archive", game::ArchivePath("ScreenShot", 3, 0), false},
     Target{"Texture", game::TexturePath(3), false},
     Target{"BookArt", game::BookArtPath(4), false}),

@@ -1,11 +1,13 @@
 // Glintbook for Windows: started in the game's folder, takes no arguments.
 #include "app/win32/frmMain.h"
+#include "session/leftovers.h"
 
 #include <commctrl.h>
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
     INITCOMMONCONTROLSEX controls{sizeof controls, ICC_STANDARD_CLASSES | ICC_WIN95_CLASSES};
     ::InitCommonControlsEx(&controls);
+    glintbook::RemoveLeftoverTemporaries();  // of writes a crash cut short
     glintbook::frmMain form;
     if (form.logic.ended()) return *form.logic.exitStatus();  // its load handler failed
     form.show();

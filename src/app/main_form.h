@@ -15,6 +15,10 @@ class Failure;
 
 enum class MessageIcon { None, Stop };
 
+// Shows a modal message box with one OK button; returns when it has been
+// dismissed. The windows take one, so that tests can answer the boxes.
+using ShowBox = std::function<void(const std::string& text, const std::string& caption, MessageIcon icon)>;
+
 // What the handlers need of the window.
 class FormView {
 public:

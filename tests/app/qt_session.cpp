@@ -50,7 +50,7 @@ private slots:
         Window w;
         w.form->Timer1->setInterval(TickMs);
         QTest::mouseClick(w.form->cmdStart, Qt::LeftButton);
-        QVERIFY(w.boxes->shown.empty());
+        QVERIFY(w.boxes.empty());
         QCOMPARE(ReadSettingText(section::GameFiles, "GameFile3"), std::string("Glintbook.esp"));
         QTRY_VERIFY_WITH_TIMEOUT(w.form->logic.GameRunning(), WaitMs);
         const char* shots[] = {"shot", "shot 1920x1080", "shot 640x480"};
@@ -67,7 +67,7 @@ private slots:
             QVERIFY(folder.exists("Data Files/Textures/qor_tx_photo_" + std::to_string(i) + ".bmp"));
             QVERIFY(!folder.exists("ScreenShot " + std::to_string(i) + ".bmp"));
         }
-        QVERIFY(w.boxes->shown.empty());
+        QVERIFY(w.boxes.empty());
     }
 };
 

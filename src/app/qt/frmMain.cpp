@@ -24,15 +24,12 @@ namespace glintbook {
 
 namespace {
 
-class QtMessageBoxes : public MessageBoxes {
-public:
-    void show(const std::string& text, const std::string& caption, MessageIcon icon) override {
-        QMessageBox box(icon == MessageIcon::Stop ? QMessageBox::Critical : QMessageBox::NoIcon,
-                        QString::fromStdString(caption), QString::fromStdString(text), QMessageBox::Ok,
-                        QApplication::activeWindow());
-        box.exec();
-    }
-};
+void QtMessageBox(const std::string& text, const std::string& caption, MessageIcon icon) {
+    QMessageBox box(icon == MessageIcon::Stop ? QMessageBox::Critical : QMessageBox::NoIcon,
+                    QString::fromStdString(caption), QString::fromStdString(text), QMessageBox::Ok,
+                    QApplication::activeWindow());
+    box.exec();
+}
 
 QWidget* Make(const form::Control& c, QWidget* parent) {
     const QString caption = QString::fromUtf8(c.caption);
@@ -56,11 +53,11 @@ QWidget* Make(const form::Control& c, QWidget* parent) {
 
 }  // namespace
 
-frmMain::frmMain(std::shared_ptr<MessageBoxes> boxes, std::function<void(int)> endProgram)
+frmMain::frmMain(ShowBox showBox, std::function<void(int)> endProgram)
     : QDialog(nullptr, Qt::Window | Qt::MSWindowsFixedSizeDialogHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                            Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint),
       logic(*this),
-      boxes_(boxes ? std::move(boxes) : std::make_shared<QtMessageBoxes>()),
+      showBox_(showBox ? std::move(showBox) : QtMessageBox),
       endProgram_(endProgram ? std::move(endProgram) : [](int status) {
           // Queued, so that it also ends a program whose loop has not begun.
           QMetaObject::invokeMethod(qApp, [status] { QCoreApplication::exit(status); }, Qt::QueuedConnection);
@@ -180,7 +177,7 @@ void frmMain::setSpinValue(int value) {
 }
 
 void frmMain::showMessage(const std::string& text, const std::string& caption, MessageIcon icon) {
-    boxes_->show(text, caption, icon);
+    showBox_(text, caption, icon);
 }
 
 void frmMain::stopTimer() { Timer1->stop(); }

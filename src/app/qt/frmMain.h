@@ -5,7 +5,6 @@
 
 #include <QDialog>
 #include <functional>
-#include <memory>
 
 class QCheckBox;
 class QFrame;
@@ -18,21 +17,14 @@ class QTimer;
 
 namespace glintbook {
 
-// Message boxes, replaceable so that tests can answer them.
-class MessageBoxes {
-public:
-    virtual ~MessageBoxes() = default;
-    virtual void show(const std::string& text, const std::string& caption, MessageIcon icon) = 0;
-};
-
 class frmMain : public QDialog, private FormView {
     Q_OBJECT
 
 public:
-    // `boxes` shows the messages (QMessageBox when null); `endProgram` is
+    // `showBox` shows the messages (QMessageBox when empty); `endProgram` is
     // called once with the exit status when the program ends (by default it
     // leaves the application's event loop, also one not yet entered).
-    explicit frmMain(std::shared_ptr<MessageBoxes> boxes = nullptr, std::function<void(int)> endProgram = nullptr);
+    explicit frmMain(ShowBox showBox = nullptr, std::function<void(int)> endProgram = nullptr);
     ~frmMain() override;
 
     // Controls, in tab order; named as the rest of the program knows them.
@@ -69,7 +61,7 @@ private:
     void stopTimer() override;
     void unload(int status) override;
 
-    std::shared_ptr<MessageBoxes> boxes_;
+    ShowBox showBox_;
     std::function<void(int)> endProgram_;
 };
 

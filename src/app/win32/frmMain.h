@@ -15,9 +15,6 @@ namespace glintbook {
 
 class frmMain : private FormView {
 public:
-    // Shows a message and returns when it has been dismissed.
-    using ShowBox = std::function<void(const std::string& text, const std::string& caption, MessageIcon icon)>;
-
     // `showBox` shows the messages (MessageBox when empty); `endProgram` is
     // called once with the exit status when the program ends (by default it
     // posts the quit message that ends the message loop).

@@ -223,19 +223,28 @@ std::optional<std::string> TryReadFile(const std::string& path) {
 
 std::string ReadFile(const std::string& path) {
     if (int e = Injected("read", path)) throw FailureFromErrno(e, path);
-    errno = 0;
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (!f) throw FailureFromErrno(errno, path);
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) throw FailureFromErrno(errno, path);
+    // Read straight into a buffer of the file's size: a screenshot is read
+    // once per import, and a copy through a stream buffer costs as much as
+    // decoding it. A file that grows meanwhile is read to its new end.
     std::string data;
     struct stat st {};
-    if (::fstat(::fileno(f), &st) == 0 && st.st_size > 0) data.reserve(size_t(st.st_size));
-    char buf[1 << 16];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) data.append(buf, n);
-    const int err = std::ferror(f) ? errno : 0;
-    std::fclose(f);
-    if (err) throw FailureFromErrno(err, path);
-    return data;
+    if (::fstat(fd, &st) == 0 && st.st_size > 0) data.resize(size_t(st.st_size));
+    size_t done = 0;
+    for (;;) {
+        if (done == data.size()) data.resize(done + (size_t(1) << 16));
+        const ssize_t n = ::read(fd, data.data() + done, data.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) {
+            const int err = n < 0 ? errno : 0;
+            ::close(fd);
+            if (err) throw FailureFromErrno(err, path);
+            data.resize(done);
+            return data;
+        }
+        done += size_t(n);
+    }
 }
 
 void WriteFileAtomic(const std::string& path, std::string_view bytes) {

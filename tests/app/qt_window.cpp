@@ -1,6 +1,6 @@
-// The Qt window as a player meets it: its size and place on the screen, the
-// two option groups, Enter and Esc, the controls and the timer driving the
-// handlers (whose own rules are tested without a window).
+// The Qt window as a player meets it: its size, the two option groups, Enter
+// and Esc, the controls and the timer driving the handlers (whose own rules
+// are tested without a window).
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
 #include "support/game_kit.h"
@@ -43,14 +43,9 @@ private slots:
         GameFolder folder;
         Window w;
         frmMain& f = *w.form;
-        QTest::mouseClick(f.optAlbum1, Qt::LeftButton);  // clicking the set option keeps it set
-        QVERIFY(f.optAlbum1->isChecked());
-        QTest::mouseClick(f.opt1024, Qt::LeftButton);
-        QVERIFY(f.opt1024->isChecked() && !f.opt512->isChecked() && f.optAlbum1->isChecked());
-        QTest::mouseClick(f.optAlbum3, Qt::LeftButton);
-        QVERIFY(f.optAlbum3->isChecked() && !f.optAlbum1->isChecked() && f.opt1024->isChecked());
-        QTest::mouseClick(f.opt1024, Qt::LeftButton);
-        QVERIFY(f.opt1024->isChecked());
+        // Clicking the set option keeps it set; a click in one group leaves the other.
+        for (QRadioButton* o : {f.optAlbum1, f.opt1024, f.optAlbum3, f.opt1024}) QTest::mouseClick(o, Qt::LeftButton);
+        QVERIFY(f.optAlbum3->isChecked() && !f.optAlbum1->isChecked() && f.opt1024->isChecked() && !f.opt512->isChecked());
     }
 
     void enterPressesStartUnlessOnAnotherButton() {

@@ -1,17 +1,22 @@
-#include "platform/failure.h"
+// The process list and program start, with copies of the game simulator.
 #include "platform/processes.h"
-#include "sim_process.h"
 #include "support/game_kit.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
-#ifdef _WIN32
-#include <windows.h>
+#include <thread>
+#ifndef _WIN32
+#include <csignal>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #endif
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 using namespace glintbook;
 using namespace glintbook::test;
 using processes::StartProgram;
@@ -23,143 +28,72 @@ bool Running(const std::string& name) {
     return names && std::find(names->begin(), names->end(), name) != names->end();
 }
 
-std::string CopySim(const GameFolder& folder, const std::string& name) {
-    fs::copy_file(GAME_SIM_PATH, folder.file(name));
-    return folder.file(name);
+// Whether `done` holds within about five seconds.
+template <typename F>
+bool Eventually(F done) {
+    for (int tries = 0; tries < 1000 && !done(); ++tries) std::this_thread::sleep_for(5ms);
+    return done();
 }
 
 #ifndef _WIN32
-// The least that passes for a Windows program: "MZ", and "PE\0\0" at the
-// offset stored at 0x3C.
-std::string PeImage() {
-    std::string bytes = "MZ" + std::string(0x7E, '\0') + std::string("PE\0\0", 4);
-    bytes[0x3C] = char(0x80);
-    return bytes;
+// A copy of the simulator named `name`, run with `argv`, not waited for.
+pid_t Spawn(const GameFolder& folder, const std::string& name, std::vector<std::string> argv) {
+    fs::copy_file(GAME_SIM_PATH, folder.file(name));
+    std::vector<char*> args;
+    for (auto& a : argv) args.push_back(a.data());
+    args.push_back(nullptr);
+    pid_t pid = -1;
+    EXPECT_EQ(::posix_spawn(&pid, folder.file(name).c_str(), nullptr, nullptr, args.data(), environ), 0);
+    return pid;
 }
 #endif
-
-std::string SelfName() {
-#ifdef _WIN32
-    char path[MAX_PATH];
-    ::GetModuleFileNameA(nullptr, path, MAX_PATH);
-    return fs::path(path).filename().string();
-#else
-    return fs::read_symlink("/proc/self/exe").filename();
-#endif
-}
-
-int ProcessId() {
-#ifdef _WIN32
-    return int(::GetCurrentProcessId());
-#else
-    return int(::getpid());
-#endif
-}
-
-// The number of the failure to start `program` in `folder`, or 0.
-int StartFailure(const std::string& program, const std::string& folder, std::string* text = nullptr) {
-    try {
-        StartProgram(program, folder);
-    } catch (const Failure& failure) {
-        if (text) *text = failure.description();
-        return failure.number();
-    }
-    return 0;
-}
 
 }  // namespace
 
-TEST(ExecutableNames, ReportsWholeNamesOfLiveProcessesOnly) {
+// The name is longer than the kernel's short name of a process, and keeps its
+// letter case.
+TEST(StartProgram, RunsDetachedInItsFolderAndIsListedByItsWholeName) {
     GameFolder folder;
-    const std::string self = SelfName();
-    EXPECT_GT(self.size(), 15u);  // longer than the kernel's short name
-    EXPECT_TRUE(Running(self));
-#ifndef _WIN32  // Windows removes no running program, nor keeps an ended one
-
-    const std::string deleted = "Deleted-" + std::to_string(::getpid()) + ".exe";
-    ChildProcess running(CopySim(folder, deleted), {"game"});
-    ASSERT_NE(running.WaitForLine("start"), "");
-    fs::remove(folder.file(deleted));
-    EXPECT_TRUE(Running(deleted));
-
-    // Ended but not reaped: a zombie, with a name short enough to show whole.
-    const std::string zombie = "Z" + std::to_string(::getpid()) + ".exe";
-    ChildProcess ended(CopySim(folder, zombie), {zombie}, {"GAME_SIM_SCRIPT=quit"});
-    ASSERT_EQ(ended.WaitForExit(5s, false), 0);
-    EXPECT_FALSE(Running(zombie));
-#endif
-}
-
-#ifndef _WIN32
-TEST(ExecutableNames, ShowsTheWindowsNameOfAProgramUnderWine) {
-    GameFolder folder;
-    const std::string windowsName = "Glint" + std::to_string(::getpid()) + ".exe";
-    ChildProcess loader(CopySim(folder, "wine64-preloader"), {"C:\\Games\\Morrowind\\" + windowsName});
-    ASSERT_NE(loader.WaitForLine("start"), "");
-    EXPECT_TRUE(Running(windowsName));
-    EXPECT_FALSE(Running("wine64-preloader"));
-}
-#endif
-
-TEST(StartProgram, RunsDetachedInItsFolderAndLeavesNoZombie) {
-    GameFolder folder;
-    folder.mkdir("game");
-    const std::string name = "Glintbook-game-" + std::to_string(ProcessId()) + ".exe";
+    const std::string name = "Game-" + fs::path(folder.path()).filename().string() + ".exe";
     folder.write("game/Morrowind.ini", "[General]\nScreen Shot Enable=1\nScreen Shot Base Name=S\n");
-
-    StartProgram(CopySim(folder, "game/" + name), folder.file("game"));
+    fs::copy_file(GAME_SIM_PATH, folder.file("game/" + name));
+    StartProgram(folder.file("game/" + name), folder.file("game"));
 #ifndef _WIN32
-    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);  // not our child, not even a finished one
-    EXPECT_EQ(errno, ECHILD);
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "not our child, not even a finished one";
 #endif
-    EXPECT_TRUE(Eventually([&] { return Running(name); }, 1s));
-    Append(folder.file("game/game-sim.commands"), "shot 8x8\n");
+    ASSERT_TRUE(Eventually([&] { return Running(name); }));
+    std::ofstream(folder.file("game/game-sim.commands"), std::ios::app) << "shot 8x8\n";
     EXPECT_TRUE(Eventually([&] { return folder.exists("game/S 0.bmp"); }));
-    Append(folder.file("game/game-sim.commands"), "quit\n");
+#ifndef _WIN32  // Windows removes no running program
+    fs::remove(folder.file("game/" + name));
+    EXPECT_TRUE(Running(name));
+#endif
+    std::ofstream(folder.file("game/game-sim.commands"), std::ios::app) << "quit\n";
     EXPECT_TRUE(Eventually([&] { return !Running(name); }));
 }
 
-struct Refusal {
-    const char* name;
-    std::string bytes;  // the file; "" for none
-    bool executable;    // its permission to run, where files have one
-    const char* folder;
-    int number;
-};
-void PrintTo(const Refusal& c, std::ostream* os) { *os << c.name; }
-
-class StartRefused : public ::testing::TestWithParam<Refusal> {};
-
-TEST_P(StartRefused, WithTheNumberOfWhatIsWrong) {
-    const Refusal& c = GetParam();
-    GameFolder folder;
-    if (!c.bytes.empty()) folder.write("program.exe", c.bytes);
-    if (c.executable) fs::permissions(folder.file("program.exe"), fs::perms::owner_all);
-    EXPECT_EQ(StartFailure(folder.file("program.exe"), folder.file(c.folder)), c.number);
-}
-
-// Linux runs no file without its permission to run; Windows tells from its
-// contents that it is no program.
-#ifdef _WIN32
-constexpr int NotAProgram = ErrBadCall;
-#else
-constexpr int NotAProgram = ErrPermissionDenied;
+TEST(StartProgram, RefusesWithTheNumberOfWhatIsWrong) {
+    // The file ("" for none), its permission to run where files have one,
+    // the folder to start it in.
+    struct Row { const char* name; std::string bytes; bool executable; const char* folder; int number; };
+    std::vector<Row> rows = {{"garbage to run", std::string(64, 'x'), true, "", ErrBadCall},
+                             {"missing", "", false, "", ErrFileNotFound},
+                             {"no folder", std::string(64, 'x'), true, "no folder", ErrPathNotFound}};
+#ifdef _WIN32  // Windows tells from its contents that it is no program; Wine, unlike Windows, would try a DOS one
+    rows.push_back({"text", "not a program\n", false, "", ErrBadCall});
+#else  // Linux runs no file without its permission to run; a DOS program (no PE header) does not go to wine
+    rows.push_back({"text", "not a program\n", false, "", ErrPermissionDenied});
+    rows.push_back({"DOS program", "MZ" + std::string(0x80, '\0'), false, "", ErrPermissionDenied});
 #endif
-
-std::vector<Refusal> Refusals() {
-    std::vector<Refusal> rows = {
-        {"text", "not a program\n", false, "", NotAProgram},
-        {"garbage_to_run", std::string(64, 'x'), true, "", ErrBadCall},
-        {"missing", "", false, "", ErrFileNotFound},
-        {"no_folder", std::string(64, 'x'), true, "no folder", ErrPathNotFound}};
-#ifndef _WIN32  // Wine looks for its DOS support, which it lacks, where Windows refuses the program
-    rows.push_back({"dos_program", "MZ" + std::string(0x80, '\0'), false, "", NotAProgram});  // no PE header
-#endif
-    return rows;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        GameFolder folder;
+        if (!row.bytes.empty()) folder.write("program.exe", row.bytes);
+        if (row.executable) fs::permissions(folder.file("program.exe"), fs::perms::owner_all);
+        EXPECT_EQ(FailureOf([&] { StartProgram(folder.file("program.exe"), folder.file(row.folder)); }).number(),
+                  row.number);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Rows, StartRefused, ::testing::ValuesIn(Refusals()),
-    [](const auto& info) { return std::string(info.param.name); });
 
 #ifndef _WIN32
 TEST(StartProgram, WindowsProgramsGoThroughWineFromPath) {
@@ -169,21 +103,41 @@ TEST(StartProgram, WindowsProgramsGoThroughWineFromPath) {
     folder.write("bin/wine", "#!/bin/sh\n{ printf '%s\\n' \"$@\"; pwd -P; readlink /proc/self/fd/0; } >'" + log +
                                  ".tmp' && mv '" + log + ".tmp' '" + log + "'\n");
     fs::permissions(folder.file("bin/wine"), fs::perms::owner_all);
-    folder.write("My Game.exe", PeImage());
-    folder.mkdir("sub");
+    std::string pe = "MZ" + std::string(0x7E, '\0') + std::string("PE\0\0", 4);  // "PE" where 0x3C points
+    pe[0x3C] = char(0x80);
+    folder.write("My Game.exe", pe);
     SetEnvironment("PATH", folder.file("bin") + ":/usr/bin:/bin");
-
     int pipeFds[2];  // our input is not /dev/null, so the program's must be made so
     ASSERT_EQ(::pipe(pipeFds), 0);
     ::dup2(pipeFds[0], STDIN_FILENO);
-    EXPECT_EQ(StartFailure(folder.file("My Game.exe"), folder.file("sub")), 0);
+
+    StartProgram(folder.file("My Game.exe"), folder.file("bin"));
     ASSERT_TRUE(Eventually([&] { return folder.exists("wine.log"); }));
     EXPECT_EQ(folder.read("wine.log"),
-              folder.file("My Game.exe") + "\n" + fs::canonical(folder.file("sub")).string() + "\n/dev/null\n");
-
-    std::string text;
+              folder.file("My Game.exe") + "\n" + fs::canonical(folder.file("bin")).string() + "\n/dev/null\n");
     SetEnvironment("PATH", "/nonexistent");
-    EXPECT_EQ(StartFailure(folder.file("My Game.exe"), folder.file("sub"), &text), ErrFileNotFound);
-    EXPECT_NE(text.find("wine was not found on PATH"), std::string::npos) << text;
+    const Failure noWine = FailureOf([&] { StartProgram(folder.file("My Game.exe"), folder.file("bin")); });
+    EXPECT_EQ(noWine.number(), ErrFileNotFound);
+    EXPECT_NE(noWine.description().find("wine was not found on PATH"), std::string::npos) << noWine.description();
+}
+
+// Wine's loader runs with the Windows program's path for argv[0]. An ended
+// process not yet reaped (a zombie) is not running, though still listed by
+// the system; its name is short enough for the kernel's short name to hold.
+TEST(ExecutableNames, ShowTheWindowsNameUnderWineAndNoEndedProcess) {
+    GameFolder folder;
+    const std::string pid = std::to_string(::getpid()), windowsName = "Glint" + pid + ".exe", ended = "Z" + pid + ".exe";
+    folder.write("quit", "quit\n");
+    const pid_t loader = Spawn(folder, "wine64-preloader", {"C:\\Games\\Morrowind\\" + windowsName});
+    const pid_t zombie = Spawn(folder, ended, {ended, "--script", "quit"});
+    siginfo_t info{};
+    ASSERT_TRUE(Eventually([&] {
+        return ::waitid(P_PID, id_t(zombie), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+    }));
+    EXPECT_TRUE(Running(windowsName));
+    EXPECT_FALSE(Running("wine64-preloader"));
+    EXPECT_FALSE(Running(ended));
+    ::kill(loader, SIGKILL);
+    ::waitpid(loader, nullptr, 0), ::waitpid(zombie, nullptr, 0);
 }
 #endif

@@ -1,15 +1,9 @@
 #!/usr/bin/env python3
-"""Runs the independent mesh reader, nifcheck.py, on Morrowind meshes.
-Usage: nifcheck_morrowind.py VALIDATORS-FOLDER MESH.nif...
-
-The NifTools format description declares "Num UV Sets" of NiGeometryData
-twice: a byte from version 10.0.1.0 on, a 16-bit number up to 4.2.2.0, as
-the game and its open engine read it. pyffi keeps only the first declaration
-of a name ("duplicates must have the same type", struct_.py), so it reads one
-byte there and every Morrowind mesh with geometry, the game's own included,
-comes out one byte short. Only that declaration is set right here, for the
-old versions these meshes have; everything else is nifcheck.py as it is.
-"""
+"""nifcheck_morrowind.py VALIDATORS-FOLDER MESH.nif...: nifcheck.py, with the
+one fix these meshes need. The NifTools description declares NiGeometryData's
+"Num UV Sets" twice: a byte from 10.0.1.0 on, then, as the game reads it, a
+16-bit number up to 4.2.2.0. pyffi keeps the first, so every old mesh with
+geometry, the game's own too, reads one byte short."""
 import os, runpy, sys
 
 validators = sys.argv[1]

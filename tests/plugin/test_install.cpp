@@ -1,123 +1,176 @@
-// Installing the kit into a game folder: everything the game needs is there
-// afterwards, nothing that was there is lost, a second run changes nothing,
-// and each photograph's mesh shows its own texture.
+// The player's kit. Installed into a game folder, it loses nothing that was
+// there, and a second run changes nothing. Its plug-in files read as the game
+// reads them: sizes that add up, a header that counts the records and names
+// the installed masters with their sizes, albums that show every picture once,
+// and a start script whose bytecode the original engine can run.
 #include "imaging/picture_io.h"
-#include "platform/failure.h"
 #include "plugin/install.h"
-#include "support/game_folder.h"
+#include "plugin/plugin_file.h"
+#include "support/game_kit.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
 #include <regex>
+#ifndef _WIN32
+#include <sys/wait.h>
+#endif
 
 namespace glintbook::plugin {
 namespace {
 
 namespace fs = std::filesystem;
 
-TEST(Install, FillsAFreshGameFolderAndASecondRunChangesNothing) {
+std::uint32_t U32(const std::string& b, std::size_t at) {
+    std::uint32_t v = UINT32_MAX;  // past the end: a size nothing fits in
+    if (at + 4 <= b.size()) std::memcpy(&v, b.data() + at, 4);  // little-endian, as this machine
+    return v;
+}
+
+using Subs = std::vector<std::pair<std::string, std::string>>;
+std::string Sub(const Subs& subs, const std::string& tag) {
+    const auto it = std::find_if(subs.begin(), subs.end(), [&](const auto& s) { return s.first == tag; });
+    return it == subs.end() ? "" : it->second;
+}
+
+// Each record by tag and id ("TES3:" for the header): its subrecords by tag,
+// in order. A size that runs past its record or the file fails the test.
+std::map<std::string, Subs> Records(const std::string& file) {
+    std::map<std::string, Subs> recs;
+    for (std::size_t at = 0, end = 0; at < file.size(); at = end) {
+        end = at + 16 + std::size_t(U32(file, at + 4));
+        Subs subs;
+        for (std::size_t sub = at + 16, size = 0; sub < end; sub += 8 + size) {
+            size = U32(file, sub + 4);
+            EXPECT_LE(sub + 8 + size, std::min(end, file.size())) << file.substr(at, 4) << ": a size overruns";
+            if (sub + 8 + size > std::min(end, file.size())) return recs;
+            subs.push_back({file.substr(sub, 4), file.substr(sub + 8, size)});
+        }
+        const std::string id = Sub(subs, "NAME");
+        recs[file.substr(at, 4) + ":" + id.substr(0, id.find('\0'))] = subs;
+    }
+    return recs;
+}
+
+// A picture is never touched; a plug-in file or mesh that differs is kept as
+// a backup, beside any earlier one. The player's pictures are numbered away
+// from the ends, so that one missing there still shows. Each photograph's mesh
+// shows its own texture; the independent readers check the meshes whole.
+TEST(Install, LosesNothingThatWasThereAndASecondRunChangesNothing) {
     test::GameFolder folder;
-    folder.mkdir("Data Files");
+    const std::map<std::string, std::string> kept = {  // the player's file, where its bytes are afterwards
+        {"Data Files/Textures/qor_tx_photo_42.bmp", "Data Files/Textures/qor_tx_photo_42.bmp"},
+        {"Data Files/BookArt/Photo 57.bmp", "Data Files/BookArt/Photo 57.bmp"},
+        {"Data Files/Glintbook_TB.esp", "Data Files/Glintbook_TB.esp.bak2"},
+        {"Data Files/Glintbook_TB.esp.bak", "Data Files/Glintbook_TB.esp.bak"},
+        {"Data Files/Meshes/glintbook/photo_3.nif", "Data Files/Meshes/glintbook/photo_3.nif.bak"}};
+    for (const auto& [path, after] : kept) folder.write(path, "the player's own " + path);
     InstallKit();
-    std::map<std::string, fs::file_time_type> first;
-    for (const auto& e : fs::recursive_directory_iterator(folder.path())) first[e.path().string()] = e.last_write_time();
+    for (const auto& [path, after] : kept) EXPECT_EQ(folder.read(after), "the player's own " + path);
     for (int n = 0; n < 100; ++n) {
-        EXPECT_TRUE(folder.exists("Data Files/Textures/qor_tx_photo_" + std::to_string(n) + ".bmp")) << n;
+        const std::string t = std::to_string(n), texture = "qor_tx_photo_" + t + ".bmp";
+        EXPECT_TRUE(folder.exists("Data Files/Textures/" + texture)) << t;
         EXPECT_TRUE(folder.exists("Data Files/BookArt/Photo " + std::to_string(n + 1) + ".bmp")) << n + 1;
+        EXPECT_NE(folder.read("Data Files/Meshes/glintbook/photo_" + t + ".nif").find(texture), std::string::npos) << t;
     }
     const Picture stock = LoadPicture(folder.file("Data Files/Textures/qor_tx_photo_orig.bmp"));
     EXPECT_EQ(std::pair(stock.width, stock.height), std::pair(512, 512));
-    for (const Step& step : InstallKit().steps)
-        EXPECT_TRUE(step.outcome == Outcome::Unchanged || step.outcome == Outcome::LeftAlone) << step.path;
-    std::map<std::string, fs::file_time_type> second;
-    for (const auto& e : fs::recursive_directory_iterator(folder.path())) second[e.path().string()] = e.last_write_time();
-    EXPECT_EQ(second, first);
+    auto times = [&] {
+        std::map<std::string, fs::file_time_type> all;
+        for (const auto& e : fs::recursive_directory_iterator(folder.path())) all[e.path().string()] = e.last_write_time();
+        return all;
+    };
+    const auto first = times();
+    InstallKit();
+    EXPECT_EQ(times(), first);
 }
 
 TEST(Install, RefusesAFolderWithoutDataFilesAndWritesNothing) {
     test::GameFolder folder;
-    EXPECT_THROW(InstallKit(), Failure);
+    EXPECT_EQ(test::FailureOf([] { InstallKit(); }).number(), ErrPathNotFound);
     EXPECT_TRUE(fs::is_empty(folder.path()));
 }
 
-struct Existing {
-    std::string path;    // below the game folder
-    std::string backup;  // where the old bytes must be afterwards; empty: still in place
-};
-void PrintTo(const Existing& e, std::ostream* os) { *os << e.path; }
-
-class ExistingFile : public ::testing::TestWithParam<Existing> {};
-
-// An earlier backup stays too: the new one takes the next free name.
-TEST_P(ExistingFile, IsNeverLost) {
-    test::GameFolder folder;
-    folder.write(GetParam().path, "the player's own");
-    if (!GetParam().backup.empty()) folder.write(GetParam().backup, "an earlier backup");
-    InstallKit();
-    EXPECT_EQ(folder.read(GetParam().backup.empty() ? GetParam().path : GetParam().backup + "2"), "the player's own");
-    if (!GetParam().backup.empty()) {
-        EXPECT_EQ(folder.read(GetParam().backup), "an earlier backup");
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Files, ExistingFile,
-                         ::testing::Values(Existing{"Data Files/Textures/qor_tx_photo_99.bmp", ""},
-                                           Existing{"Data Files/BookArt/Photo 1.bmp", ""},
-                                           Existing{"Data Files/Glintbook_TB.esp", "Data Files/Glintbook_TB.esp.bak"},
-                                           Existing{"Data Files/Meshes/glintbook/photo_3.nif",
-                                                    "Data Files/Meshes/glintbook/photo_3.nif.bak"}));
-
-// Each mesh against its header's block count (every block is led by its type
-// name: a 4-byte length and "Ni...") and the one texture it must name.
-TEST(Install, EachPhotographsMeshCountsItsBlocksAndNamesItsOwnTexture) {
-    test::GameFolder folder;
-    folder.mkdir("Data Files");
-    InstallKit();
-    static const char kType[] = "[\x04-\x28]\0\0\0Ni[A-Za-z]+";
-    const std::regex type(std::string(kType, sizeof kType - 1)), texture("qor_tx_[a-z_0-9]+\\.bmp");
-    for (int t = 0; t < 100; ++t) {
-        const std::string nif = folder.read("Data Files/Meshes/glintbook/photo_" + std::to_string(t) + ".nif");
-        ASSERT_EQ(nif.substr(0, 44), std::string("NetImmerse File Format, Version 4.0.0.2\n\x02\0\0\x04", 44));
-        const auto blocks = std::distance(std::sregex_iterator(nif.begin(), nif.end(), type), std::sregex_iterator());
-        EXPECT_EQ(std::uint8_t(nif[44]) | std::uint8_t(nif[45]) << 8, blocks) << t;
-        std::vector<std::string> named;
-        for (auto it = std::sregex_iterator(nif.begin(), nif.end(), texture); it != std::sregex_iterator(); ++it)
-            named.push_back(it->str());
-        EXPECT_EQ(named, std::vector<std::string>{"qor_tx_photo_" + std::to_string(t) + ".bmp"});
-    }
-}
-
-// The tool's arguments and statuses, run as a player runs it from a shell
-// (on Windows it answers in a message box, which no test can dismiss).
+// The tool as a player runs it from a shell (on Windows it answers in a
+// message box, which no test can dismiss).
 #ifndef _WIN32
-}  // namespace
-}  // namespace glintbook::plugin
-#include <sys/wait.h>
-namespace glintbook::plugin {
-namespace {
+TEST(Tool, InstallsOnlyIntoAGameFolder) {
+    const std::pair<std::string, int> calls[] = {{"game", 0}, {"'game/Data Files'", 1}, {"", 1}, {"game game", 2}};
+    for (const auto& [args, status] : calls) {
+        SCOPED_TRACE("glintbook-plugin " + args);
+        test::GameFolder folder;
+        folder.mkdir("game/Data Files");
+        EXPECT_EQ(WEXITSTATUS(std::system((std::string(PLUGIN_TOOL_PATH) + " " + args + " >/dev/null 2>&1").c_str())), status);
+        EXPECT_EQ(folder.exists("game/Data Files/Glintbook.esp"), status == 0);
+    }
+}
+#endif
 
-struct Call {
-    std::string args;
-    int status;
-};
-void PrintTo(const Call& c, std::ostream* os) { *os << "glintbook-plugin " << c.args; }
-
-class Tool : public ::testing::TestWithParam<Call> {};
-
-TEST_P(Tool, InstallsOnlyIntoAGameFolder) {
-    test::GameFolder folder;
-    folder.mkdir("game/Data Files");
-    const int raw = std::system((std::string(PLUGIN_TOOL_PATH) + " " + GetParam().args + " >/dev/null 2>&1").c_str());
-    EXPECT_EQ(WEXITSTATUS(raw), GetParam().status);
-    EXPECT_EQ(folder.exists("game/Data Files/Glintbook.esp"), GetParam().status == 0);
+// Tribunal's size is 0 where it is not installed.
+TEST(PluginFiles, HeaderCountsTheRecordsAndNamesEachMasterWithItsInstalledSize) {
+    for (const bool expansion : {false, true}) {
+        SCOPED_TRACE(expansion ? "with Tribunal" : "without Tribunal");
+        test::GameFolder folder;
+        folder.write("Data Files/Morrowind.esm", std::string(1234, 'm'));
+        if (expansion) folder.write("Data Files/Tribunal.esm", std::string(567, 't'));
+        InstallKit();
+        // A master's name with its NUL, as the game reads it, and its size.
+        using Masters = std::vector<std::pair<std::string, std::uint32_t>>;
+        const std::string morrowind("Morrowind.esm\0", 14), tribunal("Tribunal.esm\0", 13);
+        const std::map<std::string, Masters> wanted = {
+            {"Glintbook.esp", {{morrowind, 1234}}},
+            {"Glintbook_TB.esp", {{morrowind, 1234}, {tribunal, expansion ? 567 : 0}}}};
+        for (const auto& [esp, want] : wanted) {
+            auto recs = Records(folder.read("Data Files/" + esp));
+            const Subs header = recs["TES3:"];
+            EXPECT_EQ(U32(Sub(header, "HEDR"), 296), recs.size() - 1) << esp << ": the records after it, each of its own id";
+            Masters masters;
+            for (std::size_t i = 0; i + 1 < header.size(); ++i)
+                if (header[i].first == "MAST" && header[i + 1].first == "DATA")
+                    masters.push_back({header[i].second, U32(header[i + 1].second, 0)});
+            EXPECT_EQ(masters, want) << esp;
+        }
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Calls, Tool,
-                         ::testing::Values(Call{"game", 0}, Call{"'game/Data Files'", 1}, Call{"", 1}, Call{"game game", 2}));
+TEST(PluginFiles, EachAlbumShowsItsOwnPicturesInOrderEachOnceAtASizeThatIsNotZero) {
+    auto recs = Records(PluginFile({{"Morrowind.esm", 1}}));
+    const std::regex img("<IMG SRC=\"Photo ([0-9]+)\\.bmp\" WIDTH=\"[1-9][0-9]*\" HEIGHT=\"[1-9][0-9]*\">");
+    for (int k = 1; k <= 4; ++k) {
+        const std::string text = Sub(recs["BOOK:" + AlbumId(k)], "TEXT");
+        std::vector<int> shown, wanted;
+        for (auto it = std::sregex_iterator(text.begin(), text.end(), img); it != std::sregex_iterator(); ++it)
+            shown.push_back(std::stoi((*it)[1]));
+        for (int p = 25 * (k - 1) + 1; p <= 25 * k; ++p) wanted.push_back(p);
+        EXPECT_EQ(shown, wanted) << "album " << k << ": " << text;
+    }
+}
 
-#endif
+// The bytecode is what the independent compiler of the morrowtools project
+// makes of the script's source (run on it, it gives these 191 bytes), and
+// names the records the plug-in holds. Opcodes are 2 bytes, low byte first;
+// names and expressions carry a 1-byte length; an operand is pushed by a blank.
+TEST(PluginFiles, TheStartScriptIsTheBytecodeOfItsSource) {
+    auto recs = Records(PluginFile({{"Morrowind.esm", 1}}));
+    const std::string global = "G\x16glintbook_albums_given";  // 'G', the name's length (22), the name
+    // if (0x0106), 5 statements to skip when false, a 30-byte condition: push the global, ==, push 0
+    std::string code = "\x06\x01\x05\x1E " + global + " == 0";
+    // player-> (0x010C, a 6-byte id), AddItem (0x10D4) of a 17-byte id, count 1 in 16 bits
+    for (char k : {'1', '2', '3', '4'})
+        code += "\x0C\x01\x06player\xD4\x10\x11glintbook_album_" + std::string(1, k) + std::string("\x01\0", 2);
+    code += "\x05\x01" + global + "\x02 1";  // set (0x0105) the global to a 2-byte expression: push 1
+    code += "\x09\x01\x01\x01";             // endif (0x0109), end (0x0101)
+    const Subs script = recs["SCPT:"];
+    EXPECT_EQ(Sub(script, "SCDT"), code);
+    EXPECT_EQ(U32(Sub(script, "SCHD"), 44), code.size());
+    EXPECT_EQ(Sub(script, "SCHD").substr(0, 22), std::string("glintbook_give_albums", 22));  // with its NUL
+    EXPECT_EQ(Sub(recs["SSCR:glintbook_give_albums"], "NAME"), "glintbook_give_albums") << "the script the game starts";
+    EXPECT_EQ(recs.count("GLOB:glintbook_albums_given"), 1u);
+}
 
 }  // namespace
 }  // namespace glintbook::plugin

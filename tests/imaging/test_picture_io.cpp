@@ -27,9 +27,9 @@ struct Bmp {
     int bits = 24;
     std::uint32_t compression = 0;
     std::string palette{};               // as stored, 3 bytes an entry in the core form, else 4
-    std::string pixels{};                  // as stored
+    std::string pixels{};                // as stored
     std::uint32_t headerSize = 40;       // 12 core, 40, 64 OS/2, 108 V4, 124 V5
-    std::vector<std::uint32_t> masks{};    // after a 40-byte header, inside a V4 or V5 one
+    std::vector<std::uint32_t> masks{};  // after a 40-byte header, inside a V4 or V5 one
     std::int64_t offset = -1;            // the pixels' offset, if not where they are
     std::uint32_t resolution = 2835;
 

@@ -6,36 +6,27 @@
 #include "../../fuzz/harness_bmp.h"
 
 #include <QBuffer>
-#include <QByteArray>
 #include <QImage>
 #include <QImageReader>
-
-#include <vector>
 
 namespace glintbook::test {
 
 inline fuzzing::Reading QtDecode(std::string_view bytes) {
     fuzzing::Reading out;
     bmp::HeaderInfo info;
-    try {
-        info = bmp::CheckHeader(bytes, "reference");
-    } catch (const Failure&) {
-        return out;
-    }
+    try { info = bmp::CheckHeader(bytes, "reference"); } catch (const Failure&) { return out; }
     const int w = int(info.width), h = int(info.height < 0 ? -info.height : info.height);
-    QBuffer buffer;
-    buffer.setData(QByteArray::fromRawData(bytes.data(), qsizetype(bytes.size())));
+    QByteArray data = QByteArray::fromRawData(bytes.data(), qsizetype(bytes.size()));
+    QBuffer buffer(&data);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer, "bmp");
     reader.setDecideFormatFromContent(false);
     const qsizetype stride = (w + 3) / 4 * 4;
     std::vector<uchar> indices(info.compression == 1 || info.compression == 2 ? size_t(stride) * size_t(h) : 0, 0);
-    QImage image;
-    if (!indices.empty()) image = QImage(indices.data(), w, h, stride, QImage::Format_Indexed8);
+    QImage image = indices.empty() ? QImage() : QImage(indices.data(), w, h, stride, QImage::Format_Indexed8);
     if (!reader.read(&image) || image.width() != w || image.height() != h ||
         (!indices.empty() && image.constBits() != indices.data()))
         return out;
-
     // Colours 0x00BBGGRR, never premultiplied; indices past the colour table
     // read black (QImage::pixel says so, once, on a silenced channel).
     [[maybe_unused]] static const auto quiet =
@@ -45,7 +36,7 @@ inline fuzzing::Reading QtDecode(std::string_view bytes) {
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
             const QRgb c = image.pixel(x, y);
-            out.picture.pixels[size_t(y) * size_t(w) + size_t(x)] = qRed(c) | qGreen(c) << 8 | qBlue(c) << 16;
+            out.picture.at(x, y) = qRed(c) | qGreen(c) << 8 | qBlue(c) << 16;
         }
     return out;
 }

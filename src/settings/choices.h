@@ -10,6 +10,7 @@ struct Choices {
     int album = 1;          // the first album option that is set, 1..4; 0 when none is
     int textureSize = 512;  // 512, 1024, or 0 when neither resolution option is set
     bool loop = false;      // "Loop Pictures"
+    bool operator==(const Choices&) const = default;
 };
 
 }  // namespace glintbook

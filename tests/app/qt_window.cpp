@@ -3,8 +3,8 @@
 // are tested without a window).
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
+#include "app/qt/frmMain.h"
 #include "support/game_kit.h"
-#include "window_fixture.h"
 
 #include <QCheckBox>
 #include <QGuiApplication>
@@ -19,7 +19,23 @@
 
 using namespace glintbook;
 using glintbook::test::GameFolder;
-using glintbook::test::Window;
+
+// The window with its message boxes recorded instead of waiting for a
+// person, its end recorded instead of leaving the event loop; shown, as the
+// tests act on it as a player does.
+struct Window {
+    struct Box {
+        std::string text, caption;
+        MessageIcon icon;
+    };
+    std::vector<Box> boxes;
+    std::optional<int> endStatus;
+    int ends = 0;
+    std::unique_ptr<frmMain> form = std::make_unique<frmMain>(
+        [this](const std::string& t, const std::string& c, MessageIcon i) { boxes.push_back({t, c, i}); },
+        [this](int status) { endStatus = status, ++ends; });
+    Window() { form->show(); }
+};
 
 class WindowTest : public QObject {
     Q_OBJECT
@@ -46,6 +62,8 @@ private slots:
         // Clicking the set option keeps it set; a click in one group leaves the other.
         for (QRadioButton* o : {f.optAlbum1, f.opt1024, f.optAlbum3, f.opt1024}) QTest::mouseClick(o, Qt::LeftButton);
         QVERIFY(f.optAlbum3->isChecked() && !f.optAlbum1->isChecked() && f.opt1024->isChecked() && !f.opt512->isChecked());
+        QTest::mouseClick(f.chkTwo, Qt::LeftButton);
+        QVERIFY((static_cast<const FormView&>(f).choices() == Choices{3, 1024, true}));  // what the session is told
     }
 
     void enterPressesStartUnlessOnAnotherButton() {
@@ -60,7 +78,9 @@ private slots:
             QTest::keyClick(on, Qt::Key_Return);
         }
         QCOMPARE(started.count(), 2);
-        QCOMPARE(w.boxes.size(), size_t(2));  // no game here: Start says so
+        QCOMPARE(w.boxes.size(), size_t(2));  // no game here: Start says so, and the program stays
+        QVERIFY(w.boxes[1].text == "Morrowind.exe cannot be found in this folder." && w.boxes[1].caption == "Glintbook" &&
+                w.boxes[1].icon == MessageIcon::None && !w.endStatus);
         f.cmdClear->setFocus();
         QTest::keyClick(f.cmdClear, Qt::Key_Return);
         QCOMPARE(cleared.count(), 1);

@@ -1,6 +1,7 @@
 // The window's handlers without a toolkit, on a window that records what it
-// is told: the index display and "Set Index", clearing, Start's messages, the
-// monitor's critical stop, and the one way out of an unhandled failure.
+// is told: the index display and "Set Index", clearing, a failure under
+// Start's box, the monitor's critical stop, and the one way out of an
+// unhandled failure.
 #include "app/main_form.h"
 #include "platform/failure.h"
 #include "support/game_kit.h"
@@ -174,15 +175,6 @@ TEST(FailuresAtLoad, EndTheProgramBeforeItsWindowShows) {
     w.run(&MainForm::Form_Load);
     EXPECT_EQ(w.form.exitStatus(), 1);
     EXPECT_EQ(std::pair(w.unloaded, w.boxes.size()), std::pair(std::optional<int>(1), size_t(1)));
-}
-
-TEST(Start, ShowsItsMessageAndStays) {
-    GameFolder folder;
-    Window w;
-    w.run(&MainForm::cmdStart_Click);
-    EXPECT_EQ(w.boxes, (std::vector<Box>{{"Morrowind.exe cannot be found in this folder.", "Glintbook",
-                                          MessageIcon::None, true}}));
-    EXPECT_FALSE(w.unloaded);
 }
 
 TEST(Start, AFailureUnderItsBoxEndsTheProgramAndTheHandler) {

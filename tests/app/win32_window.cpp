@@ -118,7 +118,9 @@ TEST(Win32Window, OptionsArrowsAndSetIndex) {
     Window w;
     w.Click(form::opt1024);
     w.Click(form::optAlbum2);
+    w.Click(form::chkTwo);
     EXPECT_TRUE(w.Checked(form::opt1024) && w.Checked(form::optAlbum2) && !w.Checked(form::optAlbum1));
+    EXPECT_TRUE((static_cast<const FormView&>(w.form).choices() == Choices{2, 1024, true}));  // what the session is told
     EXPECT_EQ(Text(w[form::txtIndex]), "4");
     for (int i = 0; i < 3; ++i) w.Key(form::spnIndex, VK_UP);
     EXPECT_EQ(Text(w[form::txtIndex]), "7");

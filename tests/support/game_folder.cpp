@@ -11,15 +11,12 @@ namespace fs = std::filesystem;
 namespace glintbook::test {
 
 GameFolder::GameFolder() : previous_(fs::current_path().string()) {
-    // A name nobody holds: create_directory fails on one that exists.
+    // A name nobody holds: create_directory says false for one that exists.
     static std::mt19937_64 random{std::random_device{}()};
-    for (int attempt = 0; path_.empty(); ++attempt) {
-        if (attempt == 100) throw std::runtime_error("no temporary game folder can be made");
-        const std::string name = "glintbook-game-" + std::to_string(random() % 1000000007);
-        const fs::path candidate = fs::temp_directory_path() / name;
-        std::error_code ec;
-        if (fs::create_directory(candidate, ec)) path_ = candidate.string();
-    }
+    std::error_code ec;
+    do path_ = (fs::temp_directory_path() / ("glintbook-game-" + std::to_string(random()))).string();
+    while (!fs::create_directory(path_, ec) && !ec);
+    if (ec) throw std::runtime_error("no temporary game folder: " + ec.message());
     fs::current_path(path_);
 }
 

@@ -17,7 +17,7 @@ class QTimer;
 
 namespace glintbook {
 
-class frmMain : public QDialog, private FormView {
+class frmMain : public QDialog, public FormView {
     Q_OBJECT
 
 public:

@@ -13,7 +13,7 @@
 
 namespace glintbook {
 
-class frmMain : private FormView {
+class frmMain : public FormView {
 public:
     // `showBox` shows the messages (MessageBox when empty); `endProgram` is
     // called once with the exit status when the program ends (by default it

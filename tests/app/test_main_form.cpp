@@ -137,55 +137,54 @@ TEST(Clear, RefreshesTheDisplayOrFailsBeforeIt) {
 
 struct Unhandled {
     const char* name;
-    std::function<void()> fault;
+    std::function<void(Window&, bool& after)> scene;  // on a window not yet loaded
     std::string shown;
 };
 void PrintTo(const Unhandled& c, std::ostream* os) { *os << c.name; }
+
+// Thrown two handlers deep, after the window has loaded.
+std::function<void(Window&, bool&)> Nested(std::function<void()> fault) {
+    return [fault](Window& w, bool& after) {
+        w.run(&MainForm::Form_Load);
+        w.form.dispatch([&] {
+            w.form.dispatch([&] { fault(), after = true; });
+            after = true;
+        });
+    };
+}
 
 class Failures : public ::testing::TestWithParam<Unhandled> {};
 
 // An unhandled failure stops the timer, shows its box, ends the program with
 // status 1, and nothing runs after it: not the rest of its handler, not a
-// handler it was called from, not a later event.
+// handler it was called from or that opened a box, not a later event.
 TEST_P(Failures, ShowTheirBoxAndEndTheProgram) {
     const Unhandled& c = GetParam();
     GameFolder folder;
-    Window w;
+    Window w(false);
     bool after = false;
-    w.form.dispatch([&] {
-        w.form.dispatch([&] { c.fault(), after = true; });
-        after = true;
-    });
+    c.scene(w, after);
     w.form.dispatch([&] { after = true; });
     EXPECT_FALSE(after);
-    EXPECT_EQ(w.boxes, (std::vector<Box>{{c.shown, "Glintbook", MessageIcon::Stop, false}}));
-    EXPECT_EQ(std::pair(w.unloaded, w.unloads), std::pair(std::optional<int>(1), 1));
+    ASSERT_FALSE(w.boxes.empty());
+    EXPECT_EQ(w.boxes.back(), (Box{c.shown, "Glintbook", MessageIcon::Stop, false}));
+    EXPECT_EQ(std::tuple(w.unloaded, w.unloads, w.form.exitStatus()), std::tuple(std::optional(1), 1, std::optional(1)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, Failures, ::testing::Values(
-    Unhandled{"failure", [] { throw Failure(ErrPathNotFound, "Path not found: x"); }, "Run-time error '76':\n\nPath not found: x"},
-    Unhandled{"out_of_memory", [] { throw std::bad_alloc(); }, "Run-time error '7':\n\nOut of memory"},
-    Unhandled{"anything_else", [] { throw std::out_of_range("index"); }, "Run-time error '51':\n\nInternal error: index"}),
+    Unhandled{"failure", Nested([] { throw Failure(ErrPathNotFound, "Path not found: x"); }), "Run-time error '76':\n\nPath not found: x"},
+    Unhandled{"out_of_memory", Nested([] { throw std::bad_alloc(); }), "Run-time error '7':\n\nOut of memory"},
+    Unhandled{"anything_else", Nested([] { throw std::out_of_range("index"); }), "Run-time error '51':\n\nInternal error: index"},
+    Unhandled{"at_load_before_the_window_shows", [](Window& w, bool&) {
+        w.onSetText = [] { throw Failure(ErrOutOfMemory, "Out of memory"); };
+        w.run(&MainForm::Form_Load);
+    }, "Run-time error '7':\n\nOut of memory"},
+    Unhandled{"under_the_box_of_start", [](Window& w, bool& after) {
+        w.run(&MainForm::Form_Load);
+        w.duringBox = [&w] { w.form.dispatch([] { throw Failure(ErrDiskFull, "Disk full"); }); };
+        w.form.dispatch([&] { w.form.cmdStart_Click(), after = true; });
+    }, "Run-time error '61':\n\nDisk full"}),
     [](const auto& info) { return std::string(info.param.name); });
-
-TEST(FailuresAtLoad, EndTheProgramBeforeItsWindowShows) {
-    GameFolder folder;
-    Window w(false);
-    w.onSetText = [] { throw Failure(ErrOutOfMemory, "Out of memory"); };
-    w.run(&MainForm::Form_Load);
-    EXPECT_EQ(w.form.exitStatus(), 1);
-    EXPECT_EQ(std::pair(w.unloaded, w.boxes.size()), std::pair(std::optional<int>(1), size_t(1)));
-}
-
-TEST(Start, AFailureUnderItsBoxEndsTheProgramAndTheHandler) {
-    GameFolder folder;
-    Window w;
-    w.duringBox = [&] { w.form.dispatch([] { throw Failure(ErrDiskFull, "Disk full"); }); };
-    bool after = false;
-    w.form.dispatch([&] { w.form.cmdStart_Click(), after = true; });
-    EXPECT_FALSE(after);
-    EXPECT_EQ(std::pair(w.boxes.size(), w.unloads), std::pair(size_t(2), 1));
-}
 
 TEST(Monitor, TheCriticalStopStopsTheTimerFirstAndWritesNothing) {
     GameFolder folder;

@@ -66,7 +66,7 @@ TEST_P(ImportTest, FilesAndSettingsAfter) {
     const std::string stem = c.base + " " + std::to_string(c.counter - 1);
     const auto archive = [&](int serial) { return "Screenshots/" + stem + "_" + std::to_string(serial) + ".bmp"; };
     for (int s : c.taken) folder.write(archive(s), "earlier");
-    const Picture shot = TestPicture(800, 600, 7);
+    const Picture shot = RandomPicture(800, 600, 7);
     SavePicture(shot, folder.file(stem + ".bmp"));
     const std::string bytes = folder.read(stem + ".bmp");
 

@@ -1,6 +1,7 @@
 #include "support/game_kit.h"
 
 #include "imaging/picture_io.h"
+#include "imaging/resample_oracle.h"
 #include "platform/files.h"
 
 #include <algorithm>
@@ -13,18 +14,8 @@
 
 namespace glintbook::test {
 
-Picture TestPicture(int width, int height, unsigned seed) {
-    Picture p{width, height, std::vector<Colour>(size_t(width) * size_t(height))};
-    unsigned s = seed * 2654435761u + 1;
-    for (Colour& c : p.pixels) {
-        s = s * 1103515245u + 12345u;
-        c = (s >> 8) & 0x00FFFFFFu;
-    }
-    return p;
-}
-
 void SaveShot(const GameFolder& folder, const std::string& name, int width, int height, unsigned seed) {
-    SavePicture(TestPicture(width, height, seed), folder.file(name));
+    SavePicture(RandomPicture(width, height, seed), folder.file(name));
 }
 
 void InstallGame(const GameFolder& folder, const std::string& ini, Kit what) {

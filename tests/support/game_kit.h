@@ -12,8 +12,7 @@
 
 namespace glintbook::test {
 
-// A picture whose neighbouring pixels differ in every channel.
-Picture TestPicture(int width, int height, unsigned seed = 1);
+// A screenshot of random colours.
 void SaveShot(const GameFolder& folder, const std::string& name, int width, int height, unsigned seed = 1);
 
 // A game folder: Morrowind.ini with `ini`, and what `what` asks for.

@@ -36,4 +36,14 @@ const std::array<Control, ControlCount> Controls = {{
 }};
 // clang-format on
 
+Choices ChoicesFrom(const std::function<bool(Id)>& isSet) {
+    Choices c;
+    c.album = 0;
+    for (int k = 4; k >= 1; --k)
+        if (isSet(Id(optAlbum1 + k - 1))) c.album = k;
+    c.textureSize = isSet(opt512) ? 512 : isSet(opt1024) ? 1024 : 0;
+    c.loop = isSet(chkTwo);
+    return c;
+}
+
 }  // namespace glintbook::form

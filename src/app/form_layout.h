@@ -3,8 +3,11 @@
 // tooltip and place, in tab order. Places are in twips (1440 to the inch,
 // 15 to a pixel at 96 dots per inch), relative to the parent's client area;
 // the three resolution controls lie inside the frame frmRes.
+#include "settings/choices.h"
+
 #include <array>
 #include <cmath>
+#include <functional>
 
 namespace glintbook::form {
 
@@ -36,5 +39,10 @@ inline constexpr int TimerInterval = 1000; // ms
 inline int Pixels(int twips, double dpi) { return int(std::lround(twips * dpi / 1440.0)); }
 
 inline bool IsAlbumOption(int id) { return id >= optAlbum1 && id <= optAlbum4; }
+
+// What the option and check controls tell the session, from whether each
+// control is set: the first album option set (0 for none), the resolution
+// set (0 for none), and "Loop Pictures".
+Choices ChoicesFrom(const std::function<bool(Id)>& isSet);
 
 }  // namespace glintbook::form

@@ -1,6 +1,7 @@
 #include "files.h"
 
 #include "failure.h"
+#include "fault_hook.h"
 #include "temporary_names.h"
 
 #include <cerrno>
@@ -16,17 +17,6 @@
 namespace glintbook::files {
 
 namespace {
-
-FaultHook& Hook() {
-    static FaultHook hook;
-    return hook;
-}
-
-// Returns the injected errno for a step, or 0.
-int Injected(std::string_view step, const std::string& path) {
-    const FaultHook& hook = Hook();
-    return hook ? hook(step, path) : 0;
-}
 
 std::string Directory(const std::string& path) {
     const auto slash = path.find_last_of('/');
@@ -297,7 +287,5 @@ void CreateFolder(const std::string& path) {
     if (int e = Injected("mkdir", path)) throw FailureFromErrno(e, path);
     if (::mkdir(path.c_str(), 0777) != 0) throw MissingPathFailure(errno, path);
 }
-
-void SetFaultHook(FaultHook hook) { Hook() = std::move(hook); }
 
 }  // namespace glintbook::files

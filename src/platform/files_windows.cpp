@@ -1,6 +1,7 @@
 #include "files.h"
 
 #include "failure.h"
+#include "fault_hook.h"
 #include "temporary_names.h"
 #include "platform/windows_text.h"
 
@@ -19,17 +20,6 @@ namespace glintbook::files {
 namespace {
 
 using windows::WidePath;
-
-FaultHook& Hook() {
-    static FaultHook hook;
-    return hook;
-}
-
-// Returns the injected errno for a step, or 0.
-int Injected(std::string_view step, const std::string& path) {
-    const FaultHook& hook = Hook();
-    return hook ? hook(step, path) : 0;
-}
 
 DWORD Attributes(const std::string& path) { return ::GetFileAttributesW(WidePath(path).c_str()); }
 
@@ -255,7 +245,5 @@ int RemoveLeftovers(const std::string& folder) {
     for (const std::string& name : names) removed += ::DeleteFileW(WidePath(folder + "\\" + name).c_str()) ? 1 : 0;
     return removed;
 }
-
-void SetFaultHook(FaultHook hook) { Hook() = std::move(hook); }
 
 }  // namespace glintbook::files

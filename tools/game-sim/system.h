@@ -3,8 +3,15 @@
 // standard input in whole lines, the command file, and quit requests.
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace gamesim {
+
+// The length of the whole lines at the start of `text`, up to its last '\n'.
+inline std::size_t WholeLines(std::string_view text) {
+    const auto end = text.rfind('\n');
+    return end == std::string_view::npos ? 0 : end + 1;
+}
 
 // Readies the process: standard descriptors that are closed are opened on
 // the null device; quit requests (SIGTERM and SIGINT, or Ctrl+C and

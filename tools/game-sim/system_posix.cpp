@@ -51,10 +51,8 @@ std::string Input::Wait(int ms) {
         return std::move(s.partial);
     }
     s.partial.append(buf, size_t(n));
-    const auto end = s.partial.rfind('\n');
-    if (end == std::string::npos) return {};
-    std::string lines = s.partial.substr(0, end + 1);
-    s.partial.erase(0, end + 1);
+    std::string lines = s.partial.substr(0, WholeLines(s.partial));
+    s.partial.erase(0, lines.size());
     return lines;
 }
 
@@ -85,11 +83,8 @@ std::string ControlFile::Poll() {
         std::string text(size_t(st.st_size - s.offset), '\0');
         const ssize_t n = text.empty() ? 0 : ::pread(fd, text.data(), text.size(), s.offset);
         text.resize(n > 0 ? size_t(n) : 0);
-        const auto end = text.rfind('\n');
-        if (end != std::string::npos) {
-            lines = text.substr(0, end + 1);
-            s.offset += off_t(end + 1);
-        }
+        lines = text.substr(0, WholeLines(text));
+        s.offset += off_t(lines.size());
     }
     ::close(fd);
     return lines;

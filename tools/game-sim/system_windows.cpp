@@ -65,10 +65,8 @@ std::string Input::Wait(int ms) {
     s.arrived.wait_for(lock, std::chrono::milliseconds(ms),
                        [&] { return s.text.find('\n') != std::string::npos || (s.ended && !s.text.empty()); });
     if (s.ended) return std::move(s.text);
-    const auto end = s.text.rfind('\n');
-    if (end == std::string::npos) return {};
-    std::string lines = s.text.substr(0, end + 1);
-    s.text.erase(0, end + 1);
+    std::string lines = s.text.substr(0, WholeLines(s.text));
+    s.text.erase(0, lines.size());
     return lines;
 }
 
@@ -108,11 +106,8 @@ std::string ControlFile::Poll() {
         DWORD n = 0;
         if (text.empty() || !::ReadFile(h, text.data(), DWORD(text.size()), &n, &at)) n = 0;
         text.resize(n);
-        const auto end = text.rfind('\n');
-        if (end != std::string::npos) {
-            lines = text.substr(0, end + 1);
-            s.offset += (long long)(end + 1);
-        }
+        lines = text.substr(0, WholeLines(text));
+        s.offset += (long long)lines.size();
     }
     ::CloseHandle(h);
     return lines;

@@ -157,14 +157,9 @@ frmMain::frmMain(ShowBox showBox, std::function<void(int)> endProgram)
 frmMain::~frmMain() = default;
 
 Choices frmMain::choices() const {
-    Choices c;
-    const QRadioButton* albums[] = {optAlbum1, optAlbum2, optAlbum3, optAlbum4};
-    c.album = 0;
-    for (int k = 4; k >= 1; --k)
-        if (albums[k - 1]->isChecked()) c.album = k;
-    c.textureSize = opt512->isChecked() ? 512 : opt1024->isChecked() ? 1024 : 0;
-    c.loop = chkTwo->isChecked();
-    return c;
+    return form::ChoicesFrom([this](form::Id id) {
+        return findChild<const QAbstractButton*>(form::Controls[size_t(id)].name)->isChecked();
+    });
 }
 
 std::string frmMain::indexText() const { return txtIndex->text().toStdString(); }

@@ -299,13 +299,7 @@ bool frmMain::checked(form::Id id) const {
 }
 
 Choices frmMain::choices() const {
-    Choices c;
-    c.album = 0;
-    for (int k = 4; k >= 1; --k)
-        if (checked(form::Id(form::optAlbum1 + k - 1))) c.album = k;
-    c.textureSize = checked(form::opt512) ? 512 : checked(form::opt1024) ? 1024 : 0;
-    c.loop = checked(form::chkTwo);
-    return c;
+    return form::ChoicesFrom([this](form::Id id) { return checked(id); });
 }
 
 std::string frmMain::indexText() const {

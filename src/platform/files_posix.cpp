@@ -215,16 +215,18 @@ std::string ReadFile(const std::string& path) {
     if (int e = Injected("read", path)) throw FailureFromErrno(e, path);
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) throw FailureFromErrno(errno, path);
-    // Read straight into a buffer of the file's size: a screenshot is read
-    // once per import, and a copy through a stream buffer costs as much as
-    // decoding it. A file that grows meanwhile is read to its new end.
+    // Read straight into a buffer of the file's size, then probe one byte
+    // past it: a screenshot is read once per import, and growing the full
+    // buffer to look for the end would copy the whole picture once more. A
+    // file that grows meanwhile is read on to its new end.
     std::string data;
     struct stat st {};
     if (::fstat(fd, &st) == 0 && st.st_size > 0) data.resize(size_t(st.st_size));
     size_t done = 0;
     for (;;) {
-        if (done == data.size()) data.resize(done + (size_t(1) << 16));
-        const ssize_t n = ::read(fd, data.data() + done, data.size() - done);
+        char probe;
+        const bool full = done == data.size();
+        const ssize_t n = full ? ::read(fd, &probe, 1) : ::read(fd, data.data() + done, data.size() - done);
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) {
             const int err = n < 0 ? errno : 0;
@@ -232,6 +234,10 @@ std::string ReadFile(const std::string& path) {
             if (err) throw FailureFromErrno(err, path);
             data.resize(done);
             return data;
+        }
+        if (full) {
+            data.resize(done + (size_t(1) << 16));
+            data[done] = probe;
         }
         done += size_t(n);
     }

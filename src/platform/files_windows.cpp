@@ -122,20 +122,31 @@ int ReadAll(const std::string& path, std::string& data) {
     HANDLE h = ::CreateFileW(WidePath(path).c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
                              nullptr);
     if (h == INVALID_HANDLE_VALUE) return LastErrno(path);
+    // The file's size from the open handle, read straight into a buffer of
+    // that size, then one byte probed past it (see files_posix.cpp); a file
+    // that grows meanwhile is read on to its new end.
     LARGE_INTEGER size{};
-    if (::GetFileSizeEx(h, &size) && size.QuadPart > 0) data.reserve(size_t(size.QuadPart));
-    char buf[1 << 16];
-    DWORD n = 0;
+    if (::GetFileSizeEx(h, &size) && size.QuadPart > 0) data.resize(size_t(size.QuadPart));
+    size_t done = 0;
     int err = 0;
     while (true) {
-        if (!::ReadFile(h, buf, sizeof buf, &n, nullptr)) {
+        char probe;
+        const bool full = done == data.size();
+        const DWORD want = full ? 1 : DWORD(std::min<size_t>(data.size() - done, DWORD(1) << 30));
+        DWORD n = 0;
+        if (!::ReadFile(h, full ? &probe : data.data() + done, want, &n, nullptr)) {
             err = LastErrno(path);
             break;
         }
         if (n == 0) break;
-        data.append(buf, n);
+        if (full) {
+            data.resize(done + (size_t(1) << 16));
+            data[done] = probe;
+        }
+        done += n;
     }
     ::CloseHandle(h);
+    data.resize(done);
     return err;
 }
 

@@ -1,6 +1,7 @@
 #include "imaging/picture_io.h"
 
 #include "imaging/bmp_format.h"
+#include "imaging/png_format.h"
 #include "platform/failure.h"
 #include "platform/files.h"
 
@@ -31,7 +32,10 @@ Picture LoadPicture(const std::string& path) {
     if (files::FileSize(path).value_or(0) > kMaxFileSize)
         throw Failure(ErrInvalidPicture, "Invalid picture: " + path + " (file too large)");
     // A missing or unreadable file fails here with its own error number.
-    return bmp::Decode(files::ReadFile(path), path);
+    // The content, not the name, tells the format: the original engine
+    // writes BMP, the open engine PNG.
+    const std::string bytes = files::ReadFile(path);
+    return png::IsPng(bytes) ? png::Decode(bytes, path) : bmp::Decode(bytes, path);
 }
 
 void SavePicture(const Picture& picture, const std::string& path) {

@@ -3,6 +3,7 @@
 // the writer; what it refuses it refuses with the picture error.
 #include "imaging/bmp_format.h"
 #include "imaging/picture_io.h"
+#include "imaging/png_format.h"
 #ifdef GLINTBOOK_QT_REFERENCE
 #include "qt_bmp_reader.h"
 #endif
@@ -131,6 +132,40 @@ TEST_P(BmpForm, DecodesLikeTheReferenceAndRoundTrips) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kept, BmpForm, ::testing::ValuesIn(Forms()), [](const auto& info) { return info.param.first; });
+
+// Every PNG form among the fuzz seeds (each colour type and depth, palette,
+// interlaced; written by another program) decodes to the colours of Qt's
+// reader, alpha left aside.
+class PngForm : public ::testing::TestWithParam<std::filesystem::path> {};
+
+TEST_P(PngForm, DecodesLikeQt) {
+    std::ifstream in(GetParam(), std::ios::binary);
+    const std::string bytes(std::istreambuf_iterator<char>(in), {});
+    const QImage image = QImage::fromData(QByteArray::fromRawData(bytes.data(), qsizetype(bytes.size())), "png");
+    ASSERT_FALSE(image.isNull());
+    const Picture p = png::Decode(bytes, "form");
+    ASSERT_EQ(p.width, image.width());
+    ASSERT_EQ(p.height, image.height());
+    for (int y = 0; y < p.height; ++y)
+        for (int x = 0; x < p.width; ++x) {
+            const QRgb c = image.pixel(x, y);
+            ASSERT_EQ(p.at(x, y), Colour(qRed(c) | qGreen(c) << 8 | qBlue(c) << 16)) << x << "," << y;
+        }
+}
+
+std::vector<std::filesystem::path> PngSeeds() {
+    std::vector<std::filesystem::path> seeds;
+    for (const auto& e : std::filesystem::directory_iterator(std::filesystem::path(__FILE__).parent_path() / ".." /
+                                                             ".." / "fuzz" / "corpus" / "png"))
+        seeds.push_back(e.path());
+    return seeds;
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, PngForm, ::testing::ValuesIn(PngSeeds()), [](const auto& info) {
+    std::string name = info.param.stem().string();
+    for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+    return name;
+});
 #endif
 
 // A file, the error LoadPicture fails with (0: it loads) and, if given, the
@@ -143,8 +178,14 @@ std::vector<Verdict> Verdicts() {
     const auto with = [&](auto change) { Bmp b = good; change(b); return b.bytes(); };
     const std::string whole = good.bytes();
     const auto rle = [](const char* stream, size_t n) { return Bmp{4, 2, 8, 1, Random(8), std::string(stream, n)}.bytes(); };
+    std::ifstream seed(std::filesystem::path(__FILE__).parent_path() / ".." / ".." / "fuzz/corpus/png/rgb8-8x6.png",
+                       std::ios::binary);
+    const std::string png(std::istreambuf_iterator<char>(seed), {});
+    std::string flipped = png;  // in the end chunk's checksum: only the checksum tells
+    flipped.back() = char(flipped.back() ^ 0x10);
     return {
-        {"png", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16) + std::string(64, '\0')},
+        {"png_header_cut", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16) + std::string(64, '\0')},
+        {"png", png, 0}, {"png_cut", png.substr(0, png.size() - 4)}, {"png_checksum_wrong", flipped},
         {"header_cut", whole.substr(0, 40)}, {"rows_cut", whole.substr(0, whole.size() - 1)},
         {"width_over_limit", Plain(40000, 1, 24).bytes()}, {"height_over_limit", Plain(1, -40000, 24).bytes()},
         {"8k_and_more", Plain(7680, 4370, 1, 2).bytes()},

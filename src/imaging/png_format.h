@@ -1,0 +1,23 @@
+#pragma once
+// PNG pictures in memory: the checked decoder behind LoadPicture for the
+// open engine's screenshots.
+#include "imaging/picture.h"
+
+#include <string>
+#include <string_view>
+
+namespace glintbook::png {
+
+// Whether `bytes` start with the PNG signature.
+bool IsPng(std::string_view bytes);
+
+// Decodes PNG bytes: every colour type and bit depth, with or without
+// interlacing, within the size limits of the BMP reader. Alpha and
+// transparency are ignored, as the BMP reader ignores them; 16-bit channels
+// keep their high byte. A file that is not PNG, is cut short anywhere before
+// its end chunk, fails a chunk's checksum, or whose compressed pixels do not
+// give exactly the rows its header promises throws
+// Failure(ErrInvalidPicture) naming `name`.
+Picture Decode(std::string_view bytes, const std::string& name);
+
+}  // namespace glintbook::png

@@ -1,4 +1,4 @@
-// Times BMP loading against OpenCV's imread, the resampler against OpenCV's
+// Times BMP and PNG loading against OpenCV's imread, the resampler against OpenCV's
 // INTER_AREA resize and against the reference per-pixel loop (the tests'
 // oracle), on the same images in one run, and a whole import's picture work
 // against the same done with OpenCV.
@@ -14,6 +14,7 @@
 // program), OpenCV's with cv::setNumThreads.
 #include "imaging/bmp_format.h"
 #include "imaging/picture_io.h"
+#include "imaging/png_format.h"
 #include "imaging/resample.h"
 #include "platform/files.h"
 #include "resample_oracle.h"
@@ -25,6 +26,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -121,38 +123,68 @@ long DifferingPixels(const Picture& ours, const cv::Mat& theirs) {
     return n;
 }
 
-// Loading a 24-bit BMP file (the game's screenshots) from the page cache:
-// LoadPicture (the file read whole through the file layer, then decoded to
-// 32-bit colours) against imread (to OpenCV's 3-byte BGR), and the decoding
-// alone from memory, Decode against imdecode; each pair interleaved. Ours
-// decodes a large picture in bands on the resampler's threads; OpenCV's BMP
-// decoder has one.
-void Decoding(const std::string& dir, int threads) {
-    std::printf("\n### Loading a 24-bit BMP (ms: median over three alternating blocks, fastest in brackets; file in "
-                "%s)\n\n",
-                dir.c_str());
-    std::printf("| picture | threads | ours: LoadPicture | OpenCV: imread | imread / ours | ours: Decode from memory | "
-                "OpenCV: imdecode | imdecode / Decode |\n|---|---|---:|---:|---:|---:|---:|---:|\n");
-    for (auto [w, h] : {std::pair{800, 600}, {1920, 1080}, {3840, 2160}}) {
-        const std::string path = dir + "/glintbook-bench-decode.bmp";
-        glintbook::SavePicture(glintbook::test::RandomPicture(w, h, 99), path);
-        const std::string bytes = glintbook::files::ReadFile(path);
-        const std::vector<std::uint8_t> buffer(bytes.begin(), bytes.end());
-        for (int t : {1, threads}) {
-            if (t == threads && threads == 1) break;
-            glintbook::SetResampleThreads(t);
-            Picture ours;
-            cv::Mat theirs;
-            const auto [o, c] = TimePair([&] { ours = glintbook::LoadPicture(path); },
-                                         [&] { theirs = cv::imread(path, cv::IMREAD_COLOR); });
-            if (DifferingPixels(ours, theirs) != 0) std::printf("**MISMATCH with imread**\n");
-            const auto [od, cd] = TimePair([&] { ours = glintbook::bmp::Decode(bytes, path); },
-                                           [&] { theirs = cv::imdecode(buffer, cv::IMREAD_COLOR); });
-            std::printf("| %dx%d | %d | %.2f (%.2f) | %.2f (%.2f) | %.2fx | %.2f (%.2f) | %.2f (%.2f) | %.2fx |\n",
-                        w, h, t, o.median, o.min, c.median, c.min, c.median / o.median, od.median, od.min, cd.median,
-                        cd.min, cd.median / od.median);
+// A screenshot-like picture for PNG: smooth gradients with a little noise,
+// which compresses as a rendered scene does (noise alone would not compress,
+// and the inflate would only copy stored blocks).
+Picture SceneLike(int w, int h) {
+    Picture p{w, h, std::vector<glintbook::Colour>(size_t(w) * size_t(h))};
+    std::uint32_t state = 12345;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            glintbook::Colour c = 0;
+            for (int k = 0; k < 3; ++k) {
+                state = state * 1664525u + 1013904223u;
+                const double v = 128 + 60 * std::sin(x * 0.01 * (k + 1) + y * 0.007) + 30 * std::cos(y * 0.02 + k) +
+                                 int(state >> 29) - 4;
+                c |= glintbook::Colour(std::clamp(int(v), 0, 255)) << (8 * k);
+            }
+            p.at(x, y) = c;
         }
-        std::filesystem::remove(path);
+    return p;
+}
+
+// Loading a screenshot file from the page cache: a 24-bit BMP (the game's)
+// and an RGB PNG (the open engine's, written by libpng through imwrite at
+// zlib's default level). LoadPicture (the file read whole through the file
+// layer, then decoded to 32-bit colours) against imread (to OpenCV's 3-byte
+// BGR), and the decoding alone from memory, Decode against imdecode; each
+// pair interleaved. Ours decodes a large BMP in bands on the resampler's
+// threads; OpenCV's BMP and PNG decoders, and ours for PNG, have one.
+void Decoding(const std::string& dir, int threads) {
+    for (const bool png : {false, true}) {
+        std::printf("\n### Loading a %s (ms: median over three alternating blocks, fastest in brackets; file in "
+                    "%s)\n\n",
+                    png ? "PNG" : "24-bit BMP", dir.c_str());
+        std::printf("| picture | %sthreads | ours: LoadPicture | OpenCV: imread | imread / ours | ours: Decode from "
+                    "memory | OpenCV: imdecode | imdecode / Decode |\n|---|%s---|---:|---:|---:|---:|---:|---:|\n",
+                    png ? "file size | " : "", png ? "---:|" : "");
+        for (auto [w, h] : {std::pair{800, 600}, {1920, 1080}, {3840, 2160}}) {
+            const std::string path = dir + (png ? "/glintbook-bench-decode.png" : "/glintbook-bench-decode.bmp");
+            if (png)
+                cv::imwrite(path, ToMat(SceneLike(w, h)), {cv::IMWRITE_PNG_COMPRESSION, 6});
+            else
+                glintbook::SavePicture(glintbook::test::RandomPicture(w, h, 99), path);
+            const std::string bytes = glintbook::files::ReadFile(path);
+            const std::vector<std::uint8_t> buffer(bytes.begin(), bytes.end());
+            const auto decode = [&] { return png ? glintbook::png::Decode(bytes, path) : glintbook::bmp::Decode(bytes, path); };
+            for (int t : {1, threads}) {
+                if (t == threads && threads == 1) break;
+                glintbook::SetResampleThreads(t);
+                Picture ours;
+                cv::Mat theirs;
+                const auto [o, c] = TimePair([&] { ours = glintbook::LoadPicture(path); },
+                                             [&] { theirs = cv::imread(path, cv::IMREAD_COLOR); });
+                if (DifferingPixels(ours, theirs) != 0) std::printf("**MISMATCH with imread**\n");
+                const auto [od, cd] = TimePair([&] { ours = decode(); },
+                                               [&] { theirs = cv::imdecode(buffer, cv::IMREAD_COLOR); });
+                char size[32] = "";
+                if (png) std::snprintf(size, sizeof size, "%.2f MB | ", double(bytes.size()) / 1e6);
+                std::printf("| %dx%d | %s%d | %.2f (%.2f) | %.2f (%.2f) | %.2fx | %.2f (%.2f) | %.2f (%.2f) | %.2fx |\n",
+                            w, h, size, t, o.median, o.min, c.median, c.min, c.median / o.median, od.median, od.min,
+                            cd.median, cd.min, cd.median / od.median);
+            }
+            std::filesystem::remove(path);
+        }
     }
 }
 

@@ -97,9 +97,11 @@ std::string Normal(const std::string& path) {
 }  // namespace
 
 #ifdef _WIN32
+// Without a Documents folder there is no open engine's folder either: the
+// empty paths name nothing, so the load list counts as missing.
 std::string ConfigFolder() { return UserFolder(); }
-std::string ScreenshotFolder() { return UserFolder() + "\\screenshots"; }
-std::string ConfigFile() { return ConfigFolder() + "\\openmw.cfg"; }
+std::string ScreenshotFolder() { return UserFolder().empty() ? "" : UserFolder() + "\\screenshots"; }
+std::string ConfigFile() { return ConfigFolder().empty() ? "" : ConfigFolder() + "\\openmw.cfg"; }
 #else
 std::string ConfigFolder() { return XdgFolder("XDG_CONFIG_HOME", ".config"); }
 std::string ScreenshotFolder() { return XdgFolder("XDG_DATA_HOME", ".local/share") + "/screenshots"; }

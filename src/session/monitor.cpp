@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <tuple>
 
 namespace glintbook {
 
@@ -18,24 +19,29 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The open engine's screenshots now in its folder, by number, with sizes.
-std::vector<std::pair<long long, fs::path>> EngineShots(const std::string& format) {
-    std::vector<std::pair<long long, fs::path>> shots;
+// The open engine's screenshots now in its folder, oldest first. The engine
+// takes the first free number, and Glintbook frees the numbers it takes, so
+// a low number may be newer than a higher one: the time decides, the number
+// only between equal times.
+std::vector<fs::path> EngineShots(const std::string& format) {
+    std::vector<std::tuple<fs::file_time_type, long long, fs::path>> shots;
     std::error_code ec;
     for (fs::directory_iterator it(openmw::ScreenshotFolder(), ec), end; !ec && it != end; it.increment(ec)) {
         if (!it->is_regular_file(ec)) continue;
         if (const auto n = openmw::ScreenshotNumber(it->path().filename().string(), format))
-            shots.emplace_back(*n, it->path());
+            shots.emplace_back(it->last_write_time(ec), *n, it->path());
     }
     std::sort(shots.begin(), shots.end());
-    return shots;
+    std::vector<fs::path> paths;
+    for (auto& shot : shots) paths.push_back(std::move(std::get<2>(shot)));
+    return paths;
 }
 
 // The engine writes a screenshot in place, not through a rename: a new file
 // is taken when its size has not changed since the last tick, or at once
 // when the game has gone (`last`).
 ImportOutcome ImportEngineShots(Session& session, const Choices& choices, bool last) {
-    for (const auto& [number, path] : EngineShots(session.format)) {
+    for (const fs::path& path : EngineShots(session.format)) {
         const std::string name = path.filename().string();
         if (session.earlier.contains(name)) continue;
         const auto size = files::FileSize(path.string()).value_or(0);
@@ -52,7 +58,7 @@ ImportOutcome ImportEngineShots(Session& session, const Choices& choices, bool l
 
 void BeginEngineSession(Session& session) {
     session.format = openmw::ScreenshotFormat();
-    for (const auto& [number, path] : EngineShots(session.format)) session.earlier.insert(path.filename().string());
+    for (const fs::path& path : EngineShots(session.format)) session.earlier.insert(path.filename().string());
 }
 
 bool Seen(const std::vector<std::string>& names, game::Engine engine) {

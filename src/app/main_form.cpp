@@ -9,6 +9,7 @@
 
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 namespace glintbook {
 
@@ -125,7 +126,9 @@ void MainForm::cmdStart_Click() {
 }
 
 void MainForm::Timer1_Timer() {
-    if (MonitorTick(gameRunning_, view_.choices(), processSource) == TickOutcome::SnapshotFailed) {
+    const TickOutcome outcome = MonitorTick(session_, view_.choices(), processSource);
+    if (outcome == TickOutcome::Notice) message(std::exchange(session_.notice, {}), "Glintbook", MessageIcon::None);
+    if (outcome == TickOutcome::SnapshotFailed) {
         halted_ = true;  // no further ticks while the box is open
         view_.stopTimer();
         view_.showMessage(CriticalErrorText, "Critical Error", MessageIcon::Stop);

@@ -58,7 +58,7 @@ public:
     // failure ends the outer one too. Nothing runs once the program has ended.
     void dispatch(const std::function<void()>& handler);
 
-    bool GameRunning() const { return gameRunning_; }
+    bool GameRunning() const { return session_.gameRunning; }
     bool ended() const { return exitStatus_.has_value(); }
     std::optional<int> exitStatus() const { return exitStatus_; }
 
@@ -72,7 +72,7 @@ private:
     void unload(int status);
 
     FormView& view_;
-    bool gameRunning_ = false;
+    Session session_;
     bool halted_ = false;  // a failure or the critical stop is under way
     int depth_ = 0;        // handlers running, one inside another
     bool inBox_ = false;   // a handler's modal box is open

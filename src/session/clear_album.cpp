@@ -3,7 +3,7 @@
 #include "platform/files.h"
 #include "settings/catalogue.h"
 #include "settings/game_files.h"
-#include "settings/settings_file.h"
+#include "settings/album.h"
 
 namespace glintbook {
 
@@ -15,11 +15,6 @@ void CopyStockOntoAlbum(int album) {
         files::CopyFile(files::GamePath(game::StockTexture()), files::GamePath(game::TexturePath(t)));
 }
 
-void ResetAlbumSettings(int album) {
-    WriteSetting(section::General, key::ScreenShotIndex, DecimalText(AlbumOffset(album)));
-    WriteSetting(section::Own, AlbumIndexKey(album), "0");
-}
-
 }  // namespace
 
 void ClearAlbum(int album) {
@@ -28,9 +23,9 @@ void ClearAlbum(int album) {
     // settings as they were, while albums 2-4 are already reset by then.
     if (album == 1) {
         CopyStockOntoAlbum(album);
-        ResetAlbumSettings(album);
+        StartAlbumOver(album);
     } else {
-        ResetAlbumSettings(album);
+        StartAlbumOver(album);
         CopyStockOntoAlbum(album);
     }
 }

@@ -4,37 +4,37 @@
 #include "imaging/resample.h"
 #include "platform/failure.h"
 #include "platform/files.h"
+#include "settings/album.h"
 #include "settings/catalogue.h"
 #include "settings/game_files.h"
 #include "settings/settings_file.h"
 
+#include <filesystem>
+#include <functional>
+
 namespace glintbook {
 
 namespace {
+
 constexpr int BookArtSize = 512;
-}
 
-ImportOutcome ImportScreenshot(const Choices& choices) {
-    const std::string base = ReadSettingText(section::General, key::ScreenShotBaseName);
-    const long long p = ReadSettingInt(section::General, key::ScreenShotIndex);
-    if (!game::PlainBaseName(base)) throw Failure(ErrBadFileName, "Bad file name or number: " + base);
-    const std::string screenshot = files::GamePath(game::ScreenshotPath(base, p - 1));
-
+// The steps both engines' screenshots go through: the archive copy under the
+// first free serial (earlier copies of the same number, from an album that
+// started over, stay), the album texture t = p - 1 and the book art p, then
+// the screenshot deleted. The picture loader tells the format by the content.
+void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long long p,
+                   const std::function<std::string(long long serial)>& archivePath) {
     for (const char* folder : {game::ArchiveFolder, game::BookArtFolder}) {
         const std::string path = files::GamePath(folder);
         if (!files::FolderExists(path)) files::CreateFolder(path);
     }
-
-    // Earlier copies of the same number (an album that started over) stay:
-    // the new copy takes the first free serial number.
     for (long long i = 0;; ++i) {
-        const std::string copy = files::GamePath(game::ArchivePath(base, p - 1, i));
+        const std::string copy = files::GamePath(archivePath(i));
         if (!files::FileExists(copy)) {
             files::CopyFile(screenshot, copy);
             break;
         }
     }
-
     // The screenshot is loaded once for both pictures: nothing writes it
     // between the two, so a second load would read the same pixels.
     const Picture shot = LoadPicture(screenshot);
@@ -42,18 +42,37 @@ ImportOutcome ImportScreenshot(const Choices& choices) {
         SavePicture(ResizePicture(shot, choices.textureSize, choices.textureSize),
                     files::GamePath(game::TexturePath(p - 1)));
     SavePicture(ResizePicture(shot, BookArtSize, BookArtSize), files::GamePath(game::BookArtPath(p)));
+}
 
+ImportOutcome After(const Choices& choices, long long p) {
+    return TakePictureNumber(choices, p) == AfterPicture::Full ? ImportOutcome::AlbumClosed : ImportOutcome::Done;
+}
+
+}  // namespace
+
+ImportOutcome ImportScreenshot(const Choices& choices) {
+    const std::string base = ReadSettingText(section::General, key::ScreenShotBaseName);
+    const long long p = ReadSettingInt(section::General, key::ScreenShotIndex);
+    if (!game::PlainBaseName(base)) throw Failure(ErrBadFileName, "Bad file name or number: " + base);
+    const std::string screenshot = files::GamePath(game::ScreenshotPath(base, p - 1));
+    TakeIntoAlbum(choices, screenshot, p, [&](long long i) { return game::ArchivePath(base, p - 1, i); });
     files::DeleteFile(screenshot);
+    return After(choices, p);
+}
 
-    const int album = choices.album;
-    if (album == 0 || p < static_cast<long long>(AlbumCapacity) * album) return ImportOutcome::Done;
-    if (choices.loop) {
-        // "Loop Pictures": the album starts over at its first picture.
-        WriteSetting(section::General, key::ScreenShotIndex, DecimalText(AlbumOffset(album)));
-        WriteSetting(section::Own, AlbumIndexKey(album), "0");
-        return ImportOutcome::Done;
-    }
-    return ImportOutcome::AlbumClosed;
+ImportOutcome ImportEngineScreenshot(const Choices& choices, const std::string& screenshot) {
+    // The open engine does not count in Morrowind.ini; Glintbook moves the
+    // counter on for it, as the original engine does after each screenshot.
+    const long long p = ReadSettingInt(section::General, key::ScreenShotIndex) + 1LL;
+    const std::filesystem::path name(screenshot);
+    const std::string extension = name.extension().string().substr(name.has_extension() ? 1 : 0);
+    TakeIntoAlbum(choices, screenshot, p,
+                  [&](long long i) { return game::EngineArchivePath(name.stem().string(), extension, i); });
+    // Counted before the screenshot goes: a stop in between takes a picture
+    // twice at worst, never writes two onto one number.
+    WriteSetting(section::General, key::ScreenShotIndex, DecimalText(p));
+    files::DeleteFile(screenshot);
+    return After(choices, p);
 }
 
 }  // namespace glintbook

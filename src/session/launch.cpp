@@ -2,28 +2,69 @@
 
 #include "platform/files.h"
 #include "platform/processes.h"
+#include "settings/album.h"
 #include "settings/catalogue.h"
 #include "settings/game_files.h"
+#include "settings/open_engine.h"
 #include "settings/prepare_session.h"
 #include "settings/register_plugin.h"
 #include "settings/settings_file.h"
 
 namespace glintbook {
 
+namespace {
+
+// Which engine Start starts: the original when Morrowind.exe is here, else
+// the open engine when its load list plays this folder. The program to
+// start, or the message that says why there is none.
+struct Game {
+    game::Engine engine = game::Engine::Original;
+    std::string program;
+    std::optional<std::string> message;
+};
+
+Game FindGame() {
+    if (const std::string original = files::GamePath(game::Executable); files::FileExists(original))
+        return {game::Engine::Original, original, std::nullopt};
+    switch (openmw::ConfigForThisFolder()) {
+    case openmw::ConfigState::Missing:
+        return {game::Engine::Original, {}, GameMissingText};
+    case openmw::ConfigState::OtherFolder:
+        return {game::Engine::Original, {}, std::string(GameMissingText) + " OpenMW's load list " + openmw::ConfigFile() +
+                           " does not name this folder's Data Files either."};
+    case openmw::ConfigState::Damaged:
+        return {game::Engine::Original, {}, std::string(GameMissingText) + " OpenMW's load list " + openmw::ConfigFile() +
+                           " is damaged (a line that is not key=value, or a quote not closed)."};
+    case openmw::ConfigState::ThisFolder:
+        break;
+    }
+    const std::string program = openmw::FindProgram();
+    if (program.empty()) return {game::Engine::Original, {}, OpenEngineMissingText};
+    return {game::Engine::Open, program, std::nullopt};
+}
+
+}  // namespace
+
 std::optional<std::string> LaunchGame(const Choices& choices) {
     // A missing game hides every later problem, a missing plug-in a full album.
-    if (!files::FileExists(files::GamePath(game::Executable))) return GameMissingText;
-    const std::string plugin = game::DataFile(game::WantedPlugin(game::ExpansionInstalled()));
+    const Game found = FindGame();
+    if (found.message) return found.message;
+    const std::string plugin = game::DataFile(game::WantedPlugin(game::ExpansionInstalled(found.engine)));
     if (!files::FileExists(files::GamePath(plugin))) return PluginMissingText;
     const int album = choices.album;
     if (album == 0) return std::nullopt;
     const int index = ReadSettingInt(section::Own, AlbumIndexKey(album));
-    if (index >= AlbumCapacity) return AlbumFullText;
+    if (AlbumFull(index)) return AlbumFullText;
 
-    WriteSetting(section::General, key::ScreenShotIndex, DecimalText(static_cast<long long>(index) + AlbumOffset(album)));
-    PrepareSession(choices);
-    RegisterPlugin();
-    processes::StartProgram(files::GamePath(game::Executable), files::CurrentDirectory());
+    WriteSetting(section::General, key::ScreenShotIndex, DecimalText(CounterFor(album, index)));
+    PrepareSession(choices, found.engine);
+    if (found.engine == game::Engine::Original) {
+        RegisterPlugin();
+    } else if (auto problem = openmw::RegisterPlugin()) {
+        // openmw.cfg went missing or was damaged since it was read above.
+        return problem;
+    }
+    processes::StartProgram(found.program, files::CurrentDirectory());
     return std::nullopt;
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 // The Start button: checks the installation and the album, readies the
-// settings, registers the plug-in and starts the game without waiting.
+// settings, registers the plug-in and starts the game without waiting: the
+// original engine when Morrowind.exe is in the folder, else the open engine
+// when its load list plays this folder.
 #include "settings/choices.h"
 
 #include <optional>
@@ -11,6 +13,9 @@ namespace glintbook {
 inline constexpr char GameMissingText[] = "Morrowind.exe cannot be found in this folder.";
 inline constexpr char PluginMissingText[] = "The appropriate Glintbook ESP could not be found.";
 inline constexpr char AlbumFullText[] = "The currently selected album is full.";
+inline constexpr char OpenEngineMissingText[] =
+    "OpenMW's load list names this folder's Data Files, but the program openmw cannot be found on the PATH or "
+    "beside Glintbook.";
 
 // Returns the message to show when a check fails (nothing is then written or
 // started), nullopt when the game was started. Session preparation may end

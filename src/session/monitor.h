@@ -1,10 +1,16 @@
 #pragma once
-// The once-a-second session monitor: imports the game's newest screenshot
-// while a session runs, notices the game starting and ending.
+// The once-a-second session monitor: imports the game's newest screenshots
+// while a session runs, notices the game starting and ending. Either engine
+// is recognised: the original by Morrowind.exe, the open engine by its
+// process when its openmw.cfg plays this folder.
 #include "settings/choices.h"
+#include "settings/game_files.h"
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,15 +18,28 @@ namespace glintbook {
 
 inline constexpr char CriticalErrorText[] = "Glintbook encountered a critical error and needs to close.";
 
-enum class TickOutcome { Continue, SnapshotFailed };
+// Notice: the tick has a message for the player in Session::notice; the
+// session goes on.
+enum class TickOutcome { Continue, SnapshotFailed, Notice };
+
+// What the monitor keeps between ticks: the window's flag, set at the first
+// sighting of the game and never cleared, and for the open engine what its
+// screenshot folder held.
+struct Session {
+    bool gameRunning = false;
+    game::Engine engine = game::Engine::Original;
+    std::string format;                        // the open engine's screenshot format
+    std::set<std::string> earlier;             // its screenshots from before the session: left alone
+    std::map<std::string, std::uint64_t> seen; // new ones and their sizes at the last tick
+    bool told = false;                         // the player has heard why an open engine is not taken
+    std::string notice;
+};
 
 // Where a tick gets the process list from; the system's by default.
 using ProcessSource = std::function<std::optional<std::vector<std::string>>()>;
 
-// One tick. `gameRunning` is the window's flag, set at the first sighting
-// of the game and never cleared. The session routines it calls may end the
-// program (ProgramEnd) or fail (Failure). SnapshotFailed asks the caller for
-// the critical stop.
-TickOutcome MonitorTick(bool& gameRunning, const Choices& choices, const ProcessSource& source = {});
+// One tick. The session routines it calls may end the program (ProgramEnd)
+// or fail (Failure). SnapshotFailed asks the caller for the critical stop.
+TickOutcome MonitorTick(Session& session, const Choices& choices, const ProcessSource& source = {});
 
 }  // namespace glintbook

@@ -2,12 +2,23 @@
 
 #include "platform/files.h"
 #include "settings/catalogue.h"
+#include "settings/open_engine.h"
 
 namespace glintbook::game {
+
+std::optional<Engine> EngineOfProcess(std::string_view name) {
+    if (name == ProcessName) return Engine::Original;
+    if (name == OpenProcessName) return Engine::Open;
+    return std::nullopt;
+}
 
 std::string DataFile(std::string_view name) { return std::string(DataFiles) + "\\" + std::string(name); }
 
 bool ExpansionInstalled() { return files::FileExists(files::GamePath(DataFile(ExpansionMaster))); }
+
+bool ExpansionInstalled(Engine engine) {
+    return engine == Engine::Open ? openmw::ExpansionLoaded() : ExpansionInstalled();
+}
 
 const char* WantedPlugin(bool expansion) { return expansion ? ExpansionPlugin : Plugin; }
 
@@ -27,6 +38,10 @@ std::string ScreenshotPath(std::string_view base, long long number) {
 std::string ArchivePath(std::string_view base, long long number, long long serial) {
     return std::string(ArchiveFolder) + "\\" + std::string(base) + " " + DecimalText(number) + "_" +
            DecimalText(serial) + ".bmp";
+}
+
+std::string EngineArchivePath(std::string_view stem, std::string_view extension, long long serial) {
+    return std::string(ArchiveFolder) + "\\" + std::string(stem) + "_" + DecimalText(serial) + "." + std::string(extension);
 }
 
 bool PlainBaseName(std::string_view base) {

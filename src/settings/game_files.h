@@ -3,13 +3,29 @@
 // the game folder and written the game's way ("\Data Files\..."); callers pass
 // them through files::GamePath. Names without a folder are the bare file names
 // the load list and the plug-in's texts use.
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace glintbook::game {
 
+// Two engines play a game folder. The original is Morrowind.exe in the
+// folder: it numbers its screenshots from Morrowind.ini and reads its load
+// list there. The open engine (OpenMW) is installed elsewhere: its load list
+// is openmw.cfg in the user's configuration folder and it writes screenshots
+// into its user data folder (settings/open_engine.h has both).
+enum class Engine { Original, Open };
+
 inline constexpr char Executable[] = "\\Morrowind.exe";
 inline constexpr char ProcessName[] = "Morrowind.exe";  // as the process list shows it
+#ifdef _WIN32
+inline constexpr char OpenProcessName[] = "openmw.exe";
+#else
+inline constexpr char OpenProcessName[] = "openmw";
+#endif
+
+// The engine a process list name stands for, exactly as written above.
+std::optional<Engine> EngineOfProcess(std::string_view name);
 inline constexpr char SettingsFile[] = "\\Morrowind.ini";
 inline constexpr char DataFiles[] = "\\Data Files";
 inline constexpr char Master[] = "Morrowind.esm";
@@ -29,6 +45,9 @@ std::string DataFile(std::string_view name);
 // Whether "\Data Files\Tribunal.esm" exists now; it decides which plug-in the
 // game can load.
 bool ExpansionInstalled();
+// For the open engine the load list decides: Tribunal.esm among the content=
+// lines of openmw.cfg.
+bool ExpansionInstalled(Engine engine);
 // The plug-in the installation needs, bare: Glintbook_TB.esp or Glintbook.esp.
 const char* WantedPlugin(bool expansion);
 
@@ -48,6 +67,9 @@ std::string PhotoMeshPath(long long t);   // "\Data Files\Meshes\glintbook\photo
 // archive copies are "<base name> <number>_<serial>.bmp" in the archive folder.
 std::string ScreenshotPath(std::string_view base, long long number);
 std::string ArchivePath(std::string_view base, long long number, long long serial);
+// The open engine's screenshot "<stem>.<extension>" keeps its name and format
+// in the archive: "<stem>_<serial>.<extension>".
+std::string EngineArchivePath(std::string_view stem, std::string_view extension, long long serial);
 
 // A base name with a folder separator (either kind: the game is a Windows
 // program) or a NUL would name a file elsewhere; such a name is never the

@@ -4,6 +4,7 @@
 
 #include "platform/failure.h"
 #include "platform/files.h"
+#include "settings/album.h"
 #include "settings/catalogue.h"
 #include "settings/game_files.h"
 #include "settings/settings_file.h"
@@ -26,11 +27,11 @@ void WriteFirstRunDefaults() {
 
 }  // namespace
 
-void PrepareSession(const Choices& choices) {
+void PrepareSession(const Choices& choices, game::Engine engine) {
     WriteFirstRunDefaults();
 
     // The other variant never stands in for the one the installation needs.
-    const std::string plugin = game::DataFile(game::WantedPlugin(game::ExpansionInstalled()));
+    const std::string plugin = game::DataFile(game::WantedPlugin(game::ExpansionInstalled(engine)));
     if (!files::FileExists(files::GamePath(plugin))) throw ProgramEnd{0};
 
     const int album = choices.album;
@@ -39,11 +40,8 @@ void PrepareSession(const Choices& choices) {
     // Every value is read when it is used: the game may be running and
     // writing the same file.
     const std::string indexKey = AlbumIndexKey(album);
-    if (ReadSettingInt(section::Own, indexKey) >= AlbumCapacity) throw ProgramEnd{0};
-
-    // Widened so that an index edited to an extreme value cannot overflow.
-    const long long index = ReadSettingInt(section::Own, indexKey);
-    WriteSetting(section::General, key::ScreenShotIndex, DecimalText(index + AlbumOffset(album)));
+    if (AlbumFull(ReadSettingInt(section::Own, indexKey))) throw ProgramEnd{0};
+    WriteSetting(section::General, key::ScreenShotIndex, DecimalText(CounterFor(album, ReadSettingInt(section::Own, indexKey))));
 }
 
 }  // namespace glintbook

@@ -5,6 +5,7 @@
 #include "session/launch.h"
 #include "session/monitor.h"
 #include "settings/catalogue.h"
+#include "settings/open_engine.h"
 #include "settings/settings_file.h"
 #include "support/game_kit.h"
 
@@ -22,10 +23,10 @@ namespace fs = std::filesystem;
 class Monitor : public ::testing::Test {
 protected:
     TickOutcome Tick(Names names, int album = 1) {
-        return MonitorTick(running, Choices{album, 512, false}, ProcessList(std::move(names)));
+        return MonitorTick(session, Choices{album, 512, false}, ProcessList(std::move(names)));
     }
     GameFolder folder;
-    bool running = false;
+    Session session;
 };
 
 // Only the exact process name is the game. Nothing is imported before it is
@@ -69,7 +70,7 @@ TEST_F(Monitor, ABaseNameIsCutAndNeverAPath) {
     folder.mkdir("game/sub");
     fs::current_path(folder.file("game"));
     for (const char* name : {"x 4.bmp", "game/sub/x 4.bmp"}) SaveShot(folder, name, 32, 24);  // beside it and below
-    running = true;
+    session.gameRunning = true;
     for (const std::string base : {"../x", "..\\x", "sub/x", "sub\\x"}) {
         folder.write("game/Morrowind.ini", "[General]\r\nScreen Shot Base Name=" + base + "\r\nScreen Shot Index=5\r\n");
         EXPECT_EQ(Tick({"Morrowind.exe"}), TickOutcome::Continue) << base;
@@ -135,6 +136,86 @@ TEST(LaunchFailure, AGameThatCannotBeStartedFailsAfterTheWrites) {
     EXPECT_EQ(folder.read("Morrowind.ini"), "[Glintbook]\r\nEverRun=1\r\nAlbum2Index=7\r\n[General]\r\n"
                                             "Screen Shot Index=32\r\n[Game Files]\r\nGameFile0=Glintbook.esp\r\n");
 }
+
+#ifndef _WIN32  // the open engine's folders come from the environment on Linux only
+// The open engine's user folders inside the test's folder, and its load list.
+struct OpenEngineFolders {
+    explicit OpenEngineFolders(const GameFolder& folder, const std::string& cfg) {
+        SetEnvironment("XDG_CONFIG_HOME", folder.file("config"));
+        SetEnvironment("XDG_DATA_HOME", folder.file("data"));
+        folder.write("config/openmw/openmw.cfg", cfg);
+        folder.write("config/openmw/settings.cfg", "[General]\nscreenshot format = bmp\n");
+        folder.mkdir("data/openmw/screenshots");
+    }
+    ~OpenEngineFolders() {
+        SetEnvironment("XDG_CONFIG_HOME", "");
+        SetEnvironment("XDG_DATA_HOME", "");
+    }
+};
+
+// An open engine that plays another folder is not taken: the player hears
+// it once, and nothing is prepared.
+TEST_F(Monitor, AnOpenEngineOfAnotherFolderIsToldOnce) {
+    InstallGame(folder, "[Glintbook]\r\nEverRun=1\r\n");
+    OpenEngineFolders open(folder, "data=/somewhere/else/Data Files\ncontent=Morrowind.esm\n");
+    EXPECT_EQ(Tick({game::OpenProcessName}), TickOutcome::Notice);
+    EXPECT_NE(session.notice.find("does not name this folder's Data Files"), std::string::npos) << session.notice;
+    EXPECT_EQ(Tick({game::OpenProcessName}), TickOutcome::Continue);
+    EXPECT_FALSE(session.gameRunning);
+    EXPECT_EQ(folder.read("Morrowind.ini"), "[Glintbook]\r\nEverRun=1\r\n");
+}
+
+// A whole session with the open engine's stand-in: Start finds no
+// Morrowind.exe but a load list that plays this folder, enters the plug-in
+// there and starts openmw from the PATH; the real process list shows it.
+// Its three screenshots fill album 2, which starts over, and the third is
+// the album's first again; when it quits, the index is stored. A screenshot
+// there before the session stays where it is.
+TEST(OpenEngine, AWholeSessionWithTheStandIn) {
+    GameFolder folder;
+    InstallGame(folder, "[Glintbook]\r\nEverRun=1\r\nAlbum2Index=23\r\n", Kit{.plugin = false});
+    folder.write("Data Files/Glintbook_TB.esp", "");
+    OpenEngineFolders open(folder, "data=\"" + folder.file("Data Files") + "\"\ncontent=Morrowind.esm\ncontent=Tribunal.esm\n");
+    SaveShot(folder, "data/openmw/screenshots/screenshot000.bmp", 64, 48);
+    const std::string path = std::getenv("PATH") ? std::getenv("PATH") : "";
+    SetEnvironment("PATH", fs::path(OPENMW_SIM_PATH).parent_path().string() + ":" + path);
+    SetEnvironment("GAME_SIM_SCRIPT", "wait 1200; shot 640x480; wait 1500; shot 320x200; wait 1500; shot; wait 1500; quit");
+    SetEnvironment("GAME_SIM_LOG", "openmw.log");
+    const Choices choices{2, 512, true};
+    EXPECT_EQ(LaunchGame(choices).value_or(""), "");
+    SetEnvironment("PATH", path);
+    SetEnvironment("GAME_SIM_SCRIPT", "");
+    SetEnvironment("GAME_SIM_LOG", "");
+    // Other open engines may run on this machine: the process list holds the
+    // stand-in's name while its log says it runs.
+    const auto standIn = [&folder] {
+        const std::string log = folder.exists("openmw.log") ? folder.read("openmw.log") : "";
+        return std::optional<Names>(log.find("start") != std::string::npos && log.find("quit") == std::string::npos
+                                        ? Names{"bash", game::OpenProcessName}
+                                        : Names{"bash"});
+    };
+    EXPECT_EQ(folder.read("config/openmw/openmw.cfg"), "data=\"" + folder.file("Data Files") +
+                                                          "\"\ncontent=Morrowind.esm\ncontent=Tribunal.esm\ncontent=Glintbook_TB.esp\n");
+    Session session;
+    bool ended = false;
+    for (int i = 0; i < 120 && !ended; ++i) {
+        try {
+            MonitorTick(session, choices, standIn);
+        } catch (const ProgramEnd&) {
+            ended = true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    }
+    EXPECT_TRUE(ended);
+    EXPECT_EQ(ReadSettingInt(section::Own, "Album2Index"), 1);
+    for (const char* made : {"Data Files/BookArt/Photo 49.bmp", "Data Files/BookArt/Photo 50.bmp",
+                             "Data Files/BookArt/Photo 26.bmp", "Data Files/Textures/qor_tx_photo_48.bmp",
+                             "Data Files/Textures/qor_tx_photo_25.bmp", "Screenshots/screenshot001_2.bmp",
+                             "data/openmw/screenshots/screenshot000.bmp"})
+        EXPECT_TRUE(folder.exists(made)) << made;
+    EXPECT_FALSE(folder.exists("data/openmw/screenshots/screenshot001.bmp"));
+}
+#endif
 
 }  // namespace
 }  // namespace glintbook::test

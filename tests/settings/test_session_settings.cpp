@@ -3,10 +3,12 @@
 // file (or the load list) after.
 #include "platform/failure.h"
 #include "settings/catalogue.h"
+#include "settings/open_engine.h"
 #include "settings/prepare_session.h"
 #include "settings/register_plugin.h"
 #include "settings/settings_file.h"
 #include "support/game_folder.h"
+#include "support/game_kit.h"
 
 #include <gtest/gtest.h>
 
@@ -148,6 +150,65 @@ INSTANTIATE_TEST_SUITE_P(Rows, RegisterPluginTest, ::testing::Values(
     Register{"full_list_is_not_written", Others(257), false, {}},
     Register{"removal_rewrites_no_key_beyond_255", Others(258, {{1, P}, {2, P}}), false, ShiftedUpTo255()}),
     [](const auto& info) { return std::string(info.param.name); });
+
+#ifndef _WIN32  // the open engine's folders come from the environment on Linux only
+// The open engine's load list, openmw.cfg in its configuration folder: whether
+// it plays this folder, and the file after the plug-in has been entered. DATA
+// in a row stands for this folder's Data Files.
+struct OpenCfg {
+    const char* name;
+    std::optional<std::string> before;  // none: no openmw.cfg
+    openmw::ConfigState state;
+    std::string after = "";     // "" for unchanged
+    bool refused = false;       // a message, nothing written
+    std::string backup = "";    // an openmw.cfg.bak there before
+};
+void PrintTo(const OpenCfg& c, std::ostream* os) { *os << c.name; }
+
+class OpenEngineLoadList : public ::testing::TestWithParam<OpenCfg> {};
+
+TEST_P(OpenEngineLoadList, PlaysThisFolderAndGetsThePlugin) {
+    const OpenCfg& c = GetParam();
+    GameFolder folder;
+    SetEnvironment("XDG_CONFIG_HOME", folder.file("config"));
+    const std::string data = folder.file("Data Files"), cfg = "config/openmw/openmw.cfg";
+    const auto here = [&](std::string text) {
+        for (auto at = text.find("DATA"); at != std::string::npos; at = text.find("DATA")) text.replace(at, 4, data);
+        return text;
+    };
+    folder.mkdir("Data Files");
+    folder.mkdir("config/openmw");
+    if (c.before) folder.write(cfg, here(*c.before));
+    if (!c.backup.empty()) folder.write(cfg + ".bak", c.backup);
+    EXPECT_EQ(openmw::ConfigForThisFolder(), c.state);
+    EXPECT_EQ(openmw::RegisterPlugin().has_value(), c.refused);
+    const std::string after = c.after.empty() ? here(c.before.value_or("")) : here(c.after);
+    EXPECT_EQ(folder.exists(cfg) ? folder.read(cfg) : "", after);
+    // The player's first file is kept, once.
+    const std::string backup = !c.backup.empty() ? c.backup : c.after.empty() ? "" : here(*c.before);
+    EXPECT_EQ(folder.exists(cfg + ".bak") ? folder.read(cfg + ".bak") : "", backup);
+    SetEnvironment("XDG_CONFIG_HOME", "");
+}
+
+using State = openmw::ConfigState;
+
+INSTANTIATE_TEST_SUITE_P(Rows, OpenEngineLoadList, ::testing::Values(
+    OpenCfg{"after_the_masters", "data=\"DATA\"\ncontent=Morrowind.esm\ncontent=Other.esp\n", State::ThisFolder,
+            "data=\"DATA\"\ncontent=Morrowind.esm\ncontent=Glintbook.esp\ncontent=Other.esp\n"},
+    OpenCfg{"expansion_replaces_the_plain_variant_kept_crlf",
+            "# launcher\r\ndata=DATA\r\ncontent=Morrowind.esm\r\ncontent=glintbook.esp\r\ncontent=Tribunal.esm\r\n",
+            State::ThisFolder, "# launcher\r\ndata=DATA\r\ncontent=Morrowind.esm\r\ncontent=Tribunal.esm\r\ncontent=Glintbook_TB.esp\r\n"},
+    OpenCfg{"registered_is_left_alone", "data=DATA\ncontent=Morrowind.esm\ncontent=Glintbook.esp\n", State::ThisFolder},
+    OpenCfg{"quoted_escaped_and_no_last_line_end", "data=\"/elsewhere/&\"odd&& name\"\n  data = \"DATA\"  \ncontent=Morrowind.esm",
+            State::ThisFolder, "data=\"/elsewhere/&\"odd&& name\"\n  data = \"DATA\"  \ncontent=Morrowind.esm\ncontent=Glintbook.esp\n"},
+    OpenCfg{"no_content_yet", "data=/other/Data Files\r\n", State::OtherFolder, "data=/other/Data Files\r\ncontent=Glintbook.esp\r\n"},
+    OpenCfg{"the_first_original_stays_backed_up", "content=Morrowind.esm\n", State::OtherFolder,
+            "content=Morrowind.esm\ncontent=Glintbook.esp\n", false, "the player's first file"},
+    OpenCfg{"damaged_line", "data=DATA\ncontent=Morrowind.esm\nnot a setting\n", State::Damaged, "", true},
+    OpenCfg{"unclosed_quote", "data=\"DATA\ncontent=Morrowind.esm\n", State::Damaged, "", true},
+    OpenCfg{"missing", std::nullopt, State::Missing, "", true}),
+    [](const auto& info) { return std::string(info.param.name); });
+#endif
 
 }  // namespace
 }  // namespace glintbook::test

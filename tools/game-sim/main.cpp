@@ -1,5 +1,7 @@
 // game-sim: stands in for the game. Started in a game folder, it takes
-// screenshots on command and keeps running until told to quit.
+// screenshots on command and keeps running until told to quit. Named
+// openmw, it stands in for the open engine and writes its screenshots as
+// that engine does (screenshot.h).
 //
 // Commands, one a line: "shot", "shot WxH", "wait MS", "quit". They come from
 //   - standard input, when it is readable (its end does not quit);
@@ -25,6 +27,9 @@
 #include <string_view>
 
 namespace {
+
+// Built as openmw, the simulator stands in for the open engine.
+bool openEngine = false;
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
@@ -96,7 +101,7 @@ bool Execute(Channel& channel, std::string_view line) {
             height = h.value_or(0);
         }
         if (width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide) {
-            Log(gamesim::TakeScreenshot(width, height));
+            Log(openEngine ? gamesim::TakeEngineScreenshot(width, height) : gamesim::TakeScreenshot(width, height));
             return true;
         }
     }
@@ -108,6 +113,9 @@ bool Execute(Channel& channel, std::string_view line) {
 
 int main(int argc, char** argv) {
     gamesim::PrepareProcess();
+    const std::string self = argc > 0 ? argv[0] : "";
+    const std::string program = self.substr(self.find_last_of("/\\") + 1);
+    openEngine = program == "openmw" || program == "openmw.exe";
 
     Channel script, input, control;
     if (const char* env = std::getenv("GAME_SIM_SCRIPT")) script.AddLines(env, ';');

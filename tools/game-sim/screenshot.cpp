@@ -4,11 +4,13 @@
 #include "platform/failure.h"
 #include "platform/files.h"
 #include "settings/catalogue.h"
+#include "settings/open_engine.h"
 #include "settings/settings_file.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <filesystem>
 
 namespace gamesim {
 
@@ -80,6 +82,24 @@ std::string TakeScreenshot(int width, int height) {
     // Only a picture that is wholly on disk moves the counter on.
     glintbook::WriteSetting(general, key::ScreenShotIndex, glintbook::DecimalText(index + 1LL));
     return "shot " + name + " " + size;
+}
+
+std::string TakeEngineScreenshot(int width, int height) {
+    namespace fs = std::filesystem;
+    const fs::path folder = glintbook::openmw::ScreenshotFolder();
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    for (long long n = 0;; ++n) {
+        const std::string digits = std::to_string(n);
+        const std::string name = "screenshot" + std::string(digits.size() < 3 ? 3 - digits.size() : 0, '0') + digits + ".bmp";
+        if (fs::exists(folder / name, ec)) continue;
+        try {
+            glintbook::SavePicture(DrawShot(width, height, n), (folder / name).string());
+        } catch (const glintbook::Failure& failure) {
+            return "shot failed: " + failure.description();
+        }
+        return "shot " + (folder / name).string() + " " + std::to_string(width) + "x" + std::to_string(height);
+    }
 }
 
 }  // namespace gamesim

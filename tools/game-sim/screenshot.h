@@ -15,4 +15,10 @@ glintbook::Picture DrawShot(int width, int height, long long number);
 // Returns the line to log: what was written, or why nothing was.
 std::string TakeScreenshot(int width, int height);
 
+// The open engine's way, for the build named openmw: a new file with the
+// first free number, screenshot000.bmp, screenshot001.bmp ..., in the
+// engine's screenshot folder (made when missing), as the engine does with
+// "screenshot format = bmp". It reads no settings file.
+std::string TakeEngineScreenshot(int width, int height);
+
 }  // namespace gamesim

@@ -11,6 +11,7 @@
 #include "platform/failure.h"
 #include "platform/files.h"
 #include "plugin/bytes.h"
+#include "plugin/photo_mesh.h"
 #include "plugin/tes3_record.h"
 
 #include <cstdio>
@@ -180,15 +181,16 @@ int main(int argc, char** argv) {
         for (const std::string& r : records) file += r;
         Write(data, "Morrowind.esm", file);
 
-        // The player's skeletons, the sky, the marker and the game's own book
-        // that the albums show.
+        // The player's skeletons, the sky and the marker.
         for (const char* mesh : {"meshes/base_anim.nif", "meshes/base_anim.1st.nif", "meshes/base_anim_female.nif",
                                  "meshes/base_anim_female.1st.nif", "meshes/xbase_anim.nif", "meshes/xbase_anim.1st.nif",
                                  "meshes/xbase_anim_female.nif", "meshes/xbase_anim_female.1st.nif",
                                  "meshes/sky_atmosphere.nif", "meshes/sky_night_01.nif", "meshes/sky_night_02.nif",
-                                 "meshes/sky_clouds_01.nif", "meshes/glintbook_world/marker.nif",
-                                 "meshes/m/text_folio_03.nif"})
+                                 "meshes/sky_clouds_01.nif", "meshes/glintbook_world/marker.nif"})
             Write(data, mesh, EmptyMesh());
+        // The book needs a shape to be pointed at and opened: a photograph
+        // showing the kit's stock texture.
+        Write(data, "meshes/m/text_folio_03.nif", glintbook::plugin::PhotoMesh("qor_tx_photo_orig.bmp"));
         for (const char* icon : {"icons/m/tx_folio_03.tga", "icons/m/tx_paper_plain_01.tga"}) Write(data, icon, Icon());
         std::printf("tiny world written into %s: %zu records\n", data.c_str(), records.size());
         return 0;

@@ -6,6 +6,7 @@
 #   engine_wait_log TEXT SECONDS, engine_wait_file PATH SECONDS
 #                           wait for the engine, never longer than SECONDS
 #   engine_key KEY          a key press in the engine's window (xdotool's names: F5, F12, ...)
+#   engine_console LINE     a console line typed while the game runs
 #   engine_picture FILE     a picture of the screen
 #   engine_stop, engine_end
 # Every wait has a timeout; engine_end is safe to call at any time (trap it).
@@ -64,6 +65,11 @@ engine_wait_file() { # PATH SECONDS
 }
 
 engine_key() { xdotool key --window "$ENGINE_WINDOW" "$1"; }
+engine_console() { # LINE: typed into the engine's console, which opens and closes again
+  engine_key grave; sleep 0.3
+  xdotool type --window "$ENGINE_WINDOW" --delay 10 "$1"; engine_key Return; sleep 0.3
+  engine_key grave; sleep 1
+}
 engine_picture() { import -window root "$1"; }
 
 engine_stop() {

@@ -7,6 +7,7 @@
 #include "plugin/install.h"
 #include "plugin/plugin_file.h"
 #include "support/game_kit.h"
+#include "support/records.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -25,34 +26,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::uint32_t U32(const std::string& b, std::size_t at) {
-    std::uint32_t v = UINT32_MAX;  // past the end: a size nothing fits in
-    if (at + 4 <= b.size()) std::memcpy(&v, b.data() + at, 4);  // little-endian, as this machine
-    return v;
-}
-
-using Subs = std::vector<std::pair<std::string, std::string>>;
-std::string Sub(const Subs& subs, const std::string& tag) {
-    const auto it = std::find_if(subs.begin(), subs.end(), [&](const auto& s) { return s.first == tag; });
-    return it == subs.end() ? "" : it->second;
-}
-
-// Each record by tag and id ("TES3:" for the header): its subrecords by tag,
-// in order. A size that runs past its record or the file fails the test.
-std::map<std::string, Subs> Records(const std::string& file) {
-    std::map<std::string, Subs> recs;
-    for (std::size_t at = 0, end = 0; at < file.size(); at = end) {
-        end = at + 16 + std::size_t(U32(file, at + 4));
-        Subs subs;
-        for (std::size_t sub = at + 16, size = 0; sub < end; sub += 8 + size) {
-            size = U32(file, sub + 4);
-            EXPECT_LE(sub + 8 + size, std::min(end, file.size())) << file.substr(at, 4) << ": a size overruns";
-            if (sub + 8 + size > std::min(end, file.size())) return recs;
-            subs.push_back({file.substr(sub, 4), file.substr(sub + 8, size)});
-        }
-        const std::string id = Sub(subs, "NAME");
-        recs[file.substr(at, 4) + ":" + id.substr(0, id.find('\0'))] = subs;
-    }
+// Each record by tag and id ("TES3:" for the header), read by the test
+// suite's own reader: a length that does not add up throws.
+std::map<std::string, test::RecordData> Records(const std::string& file) {
+    std::map<std::string, test::RecordData> recs;
+    for (test::RecordData& r : test::ReadRecords(file)) recs[r.tag + ":" + r.id] = std::move(r);
     return recs;
 }
 
@@ -126,22 +104,39 @@ TEST(PluginFiles, HeaderCountsTheRecordsAndNamesEachMasterWithItsInstalledSize) 
             {"Glintbook_TB.esp", {{morrowind, 1234}, {tribunal, expansion ? 567 : 0}}}};
         for (const auto& [esp, want] : wanted) {
             auto recs = Records(folder.read("Data Files/" + esp));
-            const Subs header = recs["TES3:"];
-            EXPECT_EQ(U32(Sub(header, "HEDR"), 296), recs.size() - 1) << esp << ": the records after it, each of its own id";
+            const test::RecordData& header = recs["TES3:"];
+            EXPECT_EQ(test::As<test::HeaderLayout>(header, "HEDR").records, recs.size() - 1)
+                << esp << ": the records after it, each of its own id";
             Masters masters;
-            for (std::size_t i = 0; i + 1 < header.size(); ++i)
-                if (header[i].first == "MAST" && header[i + 1].first == "DATA")
-                    masters.push_back({header[i].second, U32(header[i + 1].second, 0)});
+            for (std::size_t i = 0; i + 1 < header.subs.size(); ++i)
+                if (header.subs[i].tag == "MAST" && header.subs[i + 1].tag == "DATA")
+                    masters.push_back({header.subs[i].data, std::uint32_t(test::As<std::uint64_t>(header.subs[i + 1]))});
             EXPECT_EQ(masters, want) << esp;
         }
     }
+}
+
+// Every record of the file, fixed-size subrecords at their layouts' sizes.
+TEST(PluginFiles, EveryFixedSizeSubrecordHasItsLayoutsSize) {
+    const std::vector<test::RecordData> recs = test::ReadRecords(PluginFile({{"Morrowind.esm", 1}}));
+    std::map<std::string, int> read;
+    for (const test::RecordData& r : recs) {
+        const std::string key = r.tag == "BOOK" ? "BKDT" : r.tag == "MISC" ? "MCDT" : r.tag == "SCPT" ? "SCHD" : "HEDR";
+        if (r.tag == "BOOK") test::As<test::BookLayout>(r, key);
+        else if (r.tag == "MISC") test::As<test::MiscLayout>(r, key);
+        else if (r.tag == "SCPT") test::As<test::ScriptHeaderLayout>(r, key);
+        else if (r.tag == "TES3") test::As<test::HeaderLayout>(r, key);
+        else continue;
+        ++read[r.tag];
+    }
+    EXPECT_EQ(read, (std::map<std::string, int>{{"BOOK", 4}, {"MISC", 100}, {"SCPT", 1}, {"TES3", 1}}));
 }
 
 TEST(PluginFiles, EachAlbumShowsItsOwnPicturesInOrderEachOnceAtASizeThatIsNotZero) {
     auto recs = Records(PluginFile({{"Morrowind.esm", 1}}));
     const std::regex img("<IMG SRC=\"Photo ([0-9]+)\\.bmp\" WIDTH=\"[1-9][0-9]*\" HEIGHT=\"[1-9][0-9]*\">");
     for (int k = 1; k <= 4; ++k) {
-        const std::string text = Sub(recs["BOOK:" + AlbumId(k)], "TEXT");
+        const std::string text = recs["BOOK:" + AlbumId(k)].sub("TEXT");
         std::vector<int> shown, wanted;
         for (auto it = std::sregex_iterator(text.begin(), text.end(), img); it != std::sregex_iterator(); ++it)
             shown.push_back(std::stoi((*it)[1]));
@@ -164,11 +159,12 @@ TEST(PluginFiles, TheStartScriptIsTheBytecodeOfItsSource) {
         code += "\x0C\x01\x06player\xD4\x10\x11glintbook_album_" + std::string(1, k) + std::string("\x01\0", 2);
     code += "\x05\x01" + global + "\x02 1";  // set (0x0105) the global to a 2-byte expression: push 1
     code += "\x09\x01\x01\x01";             // endif (0x0109), end (0x0101)
-    const Subs script = recs["SCPT:"];
-    EXPECT_EQ(Sub(script, "SCDT"), code);
-    EXPECT_EQ(U32(Sub(script, "SCHD"), 44), code.size());
-    EXPECT_EQ(Sub(script, "SCHD").substr(0, 22), std::string("glintbook_give_albums", 22));  // with its NUL
-    EXPECT_EQ(Sub(recs["SSCR:glintbook_give_albums"], "NAME"), "glintbook_give_albums") << "the script the game starts";
+    const test::RecordData& script = recs["SCPT:"];
+    const auto header = test::As<test::ScriptHeaderLayout>(script, "SCHD");
+    EXPECT_EQ(script.sub("SCDT"), code);
+    EXPECT_EQ(header.bytecodeSize, code.size());
+    EXPECT_EQ(std::string(header.name, 22), std::string("glintbook_give_albums", 22));  // with its NUL
+    EXPECT_EQ(recs["SSCR:glintbook_give_albums"].sub("NAME"), "glintbook_give_albums") << "the script the game starts";
     EXPECT_EQ(recs.count("GLOB:glintbook_albums_given"), 1u);
 }
 

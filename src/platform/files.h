@@ -47,6 +47,14 @@ std::optional<std::string> TryReadFile(const std::string& path);
 void WriteFileAtomic(const std::string& path, std::string_view bytes);
 bool TryWriteFileAtomic(const std::string& path, std::string_view bytes);
 
+// TryWriteFileAtomic for a file that another program rewrites whole while we
+// edit it (the game and its settings): just before the rename the file is
+// read again, and it is replaced only while it still holds `expected` (is
+// still missing when `expected` is nothing). Changed: nothing was written,
+// the caller edits the new text and tries again.
+enum class Replace { Done, Changed, Failed };
+Replace TryReplaceUnchanged(const std::string& path, std::string_view bytes, const std::optional<std::string>& expected);
+
 // Removes from `folder` the temporary files that WriteFileAtomic leaves when
 // the process is killed in the middle of a write: regular files named
 // ".<up to 40 bytes of the target's name>.tmp-XXXXXX", and nothing else. For

@@ -38,10 +38,16 @@ mode_t NewFileMode() {
     return 0666 & ~mask;
 }
 
+// What WriteAtomic returns when `unchanged` said the target changed.
+constexpr int kTargetChanged = -1;
+
 // Fills a fresh temporary beside `path` through fill(descriptor, path),
-// which returns 0 or an errno, flushes it and renames it into place.
-// Returns 0 or the errno of the step that failed; never leaves the temporary.
-int WriteAtomic(const std::string& given, const std::function<int(int, const std::string&)>& fill) {
+// which returns 0 or an errno, flushes it and renames it into place, unless
+// unchanged(path), when given, says the target changed meanwhile.
+// Returns 0, kTargetChanged or the errno of the step that failed; never
+// leaves the temporary.
+int WriteAtomic(const std::string& given, const std::function<int(int, const std::string&)>& fill,
+                const std::function<bool(const std::string&)>& unchanged = {}) {
     // A link (a settings file kept elsewhere) is followed, so that the file
     // it points at is replaced, not the link.
     std::string path = given;
@@ -79,6 +85,10 @@ int WriteAtomic(const std::string& given, const std::function<int(int, const std
     if (int e = Injected("rename", path)) {
         ::unlink(tmp.c_str());
         return e;
+    }
+    if (unchanged && !unchanged(path)) {
+        ::unlink(tmp.c_str());
+        return kTargetChanged;
     }
     if (::rename(tmp.c_str(), path.c_str()) != 0) {
         const int err = errno;
@@ -250,6 +260,13 @@ void WriteFileAtomic(const std::string& path, std::string_view bytes) {
 
 bool TryWriteFileAtomic(const std::string& path, std::string_view bytes) {
     return WriteAtomic(path, [&](int fd, const std::string& p) { return WriteBytes(fd, p, bytes); }) == 0;
+}
+
+Replace TryReplaceUnchanged(const std::string& path, std::string_view bytes, const std::optional<std::string>& expected) {
+    const int e = WriteAtomic(
+        path, [&](int fd, const std::string& p) { return WriteBytes(fd, p, bytes); },
+        [&](const std::string& p) { return expected ? TryReadFile(p) == expected : KindOfPath(p) == PathKind::Missing; });
+    return e == 0 ? Replace::Done : e == kTargetChanged ? Replace::Changed : Replace::Failed;
 }
 
 int RemoveLeftovers(const std::string& folder) {

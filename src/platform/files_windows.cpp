@@ -68,9 +68,15 @@ HANDLE CreateTemporary(const std::string& prefix, std::string& name) {
     return INVALID_HANDLE_VALUE;
 }
 
-// Writes bytes to a fresh temporary beside `path` and moves it into place.
-// Returns 0 or the errno of the step that failed; never leaves the temporary.
-int WriteAtomic(const std::string& path, std::string_view bytes) {
+// What WriteAtomic returns when `unchanged` said the target changed.
+constexpr int kTargetChanged = -1;
+
+// Writes bytes to a fresh temporary beside `path` and moves it into place,
+// unless unchanged(path), when given, says the target changed meanwhile.
+// Returns 0, kTargetChanged or the errno of the step that failed; never
+// leaves the temporary.
+int WriteAtomic(const std::string& path, std::string_view bytes,
+                const std::function<bool(const std::string&)>& unchanged = {}) {
     // Named after the target so a leftover is recognisable, but short, so
     // that a target whose name is near the length limit still gets one.
     std::string folder = Directory(path);
@@ -100,6 +106,7 @@ int WriteAtomic(const std::string& path, std::string_view bytes) {
     h = INVALID_HANDLE_VALUE;
     if (!closed) return fail(LastErrno(tmp));
     if (int e = Injected("rename", path)) return fail(e);
+    if (unchanged && !unchanged(path)) return fail(kTargetChanged);
 
     // Windows refuses to replace a read-only file (Wine does not: asked here
     // so that both behave as Windows does) and a folder; the attributes of a
@@ -215,6 +222,13 @@ void WriteFileAtomic(const std::string& path, std::string_view bytes) {
 }
 
 bool TryWriteFileAtomic(const std::string& path, std::string_view bytes) { return WriteAtomic(path, bytes) == 0; }
+
+Replace TryReplaceUnchanged(const std::string& path, std::string_view bytes, const std::optional<std::string>& expected) {
+    const int e = WriteAtomic(path, bytes, [&](const std::string& p) {
+        return expected ? TryReadFile(p) == expected : KindOfPath(p) == PathKind::Missing;
+    });
+    return e == 0 ? Replace::Done : e == kTargetChanged ? Replace::Changed : Replace::Failed;
+}
 
 void CopyFile(const std::string& from, const std::string& to) {
     if (int e = Injected("copy", to)) throw FailureFromErrno(e, to);

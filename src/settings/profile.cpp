@@ -11,6 +11,8 @@ namespace {
 
 using namespace ini;
 
+constexpr int kEditRounds = 5;
+
 // The file's text, or nullopt when it exists but cannot be read. Only
 // regular files are opened: reading a pipe or a device could block.
 std::optional<std::string> Load(const std::string& file, bool& exists) {
@@ -35,15 +37,23 @@ std::string TextOf(const std::string& file) {
 bool Write(const std::string& file, std::string_view section, std::optional<std::string_view> key,
            std::optional<std::string_view> value) {
     try {
-        bool exists = false;
-        const std::optional<std::string> text = Load(file, exists);
-        // An existing file that cannot be read is never replaced: its other
-        // lines would be lost.
-        if (!text) return false;
-        const std::optional<std::string> edited = Edit(*text, section, key, value);
-        if (!edited || *edited == *text) return true;
-        if (exists && files::IsReadOnly(file)) return false;
-        return files::TryWriteFileAtomic(file, *edited);
+        // The game rewrites the whole file while it runs (a screenshot raises
+        // its index): a replace made from older text would bring its old
+        // lines back, so a file changed since it was read is edited anew. A
+        // writer that never stops wins after a few rounds; ours then fails.
+        for (int round = 0; round < kEditRounds; ++round) {
+            bool exists = false;
+            const std::optional<std::string> text = Load(file, exists);
+            // An existing file that cannot be read is never replaced: its
+            // other lines would be lost.
+            if (!text) return false;
+            const std::optional<std::string> edited = Edit(*text, section, key, value);
+            if (!edited || *edited == *text) return true;
+            if (exists && files::IsReadOnly(file)) return false;
+            const files::Replace done = files::TryReplaceUnchanged(file, *edited, exists ? text : std::nullopt);
+            if (done != files::Replace::Changed) return done == files::Replace::Done;
+        }
+        return false;
     } catch (const std::bad_alloc&) {
         return false;
     }

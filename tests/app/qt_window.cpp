@@ -9,6 +9,7 @@
 #include <QCheckBox>
 #include <QGuiApplication>
 #include <QLineEdit>
+#include <QProcess>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
@@ -138,6 +139,24 @@ private slots:
         QCOMPARE(w.boxes[0].caption, std::string("Critical Error"));
         QTest::qWait(100);
         QCOMPARE(snapshots, 1);
+    }
+
+    void aSecondGlintbookInTheFolderCallsTheFirstForwardAndEnds() {
+        GameFolder folder;
+        Window first;
+        instance::FolderClaim claim;
+        QVERIFY(claim.state() == instance::FolderClaim::State::Held);
+        first.form->answerCalls(claim);
+        first.form->showMinimized();
+        const std::string writing = ".Morrowind.ini.tmp-a1B2c3";  // a write of the first one, under way
+        folder.write(writing, "[General]\r\n");
+        QProcess second;
+        second.start(GLINTBOOK_PATH);
+        QVERIFY(second.waitForFinished(20000));
+        QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(second.exitCode(), 0);
+        QVERIFY(folder.exists(writing));
+        QTRY_VERIFY(!first.form->isMinimized() && first.form->isVisible());
     }
 };
 

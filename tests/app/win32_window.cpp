@@ -2,6 +2,8 @@
 // captions, the state it starts in, Enter and Esc through the dialog manager,
 // the options, the scroll bar and Set Index, and the timer.
 #include "app/win32/frmMain.h"
+#include "platform/instance.h"
+#include "platform/windows_text.h"
 #include "settings/catalogue.h"
 #include "settings/settings_file.h"
 #include "support/game_kit.h"
@@ -9,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 namespace glintbook::test {
@@ -147,6 +150,37 @@ TEST(Win32Window, TheTimerTicksOnceASecond) {
     ASSERT_EQ(w.boxes.size(), 1u);
     EXPECT_EQ(w.boxes[0].caption, "Critical Error");
     EXPECT_EQ(w.endStatus, 1);
+}
+
+// The program, installed in the folder, started a second time there: it
+// brings the first one's window back and ends, leaving its writes alone.
+TEST(Win32Window, ASecondGlintbookInTheFolderCallsTheFirstForwardAndEnds) {
+    GameFolder folder;
+    Window first;
+    instance::FolderClaim claim;
+    ASSERT_EQ(claim.state(), instance::FolderClaim::State::Held);
+    claim.Publish(first.form.window());
+    ::ShowWindow(first.form.window(), SW_MINIMIZE);
+    first.Pump();
+    ASSERT_TRUE(::IsIconic(first.form.window()));
+    const std::string writing = ".Morrowind.ini.tmp-a1B2c3";  // a write of the first one, under way
+    folder.write(writing, "[General]\r\n");
+    std::filesystem::copy_file(GLINTBOOK_PATH, folder.file("glintbook.exe"));
+    std::wstring program = windows::Widen(folder.file("glintbook.exe")), line = L"\"" + program + L"\"";
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION second{};
+    ASSERT_TRUE(::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                                 &second));
+    // Its call is a posted message: the window must take messages meanwhile.
+    while (::MsgWaitForMultipleObjects(1, &second.hProcess, FALSE, 20000, QS_ALLINPUT) == WAIT_OBJECT_0 + 1) first.Pump();
+    DWORD status = 1;
+    ::GetExitCodeProcess(second.hProcess, &status);
+    ::CloseHandle(second.hThread), ::CloseHandle(second.hProcess);
+    EXPECT_EQ(status, 0u);
+    first.Pump();
+    EXPECT_TRUE(folder.exists(writing));
+    EXPECT_FALSE(::IsIconic(first.form.window()));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Reading and writing Morrowind.ini beyond the recorded cases: odd bytes and
 // line endings, what a write must keep, writes that cannot be made, and the
 // program's own access through the current directory.
+#include "platform/files.h"
 #include "settings/catalogue.h"
 #include "settings/profile.h"
 #include "settings/settings_file.h"
@@ -53,6 +54,7 @@ struct Write {
     const char* step = "";
     Setup setup = {};
     std::string file = "Morrowind.ini";
+    Setup meanwhile = {};  // another program's write, each time ours is about to replace the file
 };
 void PrintTo(const Write& c, std::ostream* os) { *os << c.name; }
 
@@ -71,11 +73,18 @@ TEST_P(IniWrite, File) {
     const fs::perms perms = fs::status(file).permissions();
     {
         Fault fault(folder.path(), c.fault, c.step);
+        if (c.meanwhile)
+            files::SetFaultHook([&](std::string_view step, const std::string&) {
+                if (step == "rename") c.meanwhile(folder);
+                return 0;
+            });
         EXPECT_EQ(profile::WriteString(folder.file(c.file), c.section, c.key, c.value), c.ok);
         if (!c.ok && c.file == "Morrowind.ini") WriteSetting(c.section, c.key, c.value);
     }
     EXPECT_EQ(folder.read("Morrowind.ini"), c.after);
-    EXPECT_EQ(folder.read("link"), c.before) << "written in place";
+    if (!c.meanwhile) {
+        EXPECT_EQ(folder.read("link"), c.before) << "written in place";
+    }
     EXPECT_EQ(Temporaries(folder), std::vector<std::string>{});
     EXPECT_EQ(fs::status(file).permissions(), perms);
 }
@@ -87,6 +96,11 @@ Write Refused(const char* name, int fault, const char* step, Setup setup = {}, s
 }
 Setup Mode(fs::perms p) {
     return [p](const GameFolder& f) { fs::permissions(f.file("Morrowind.ini"), p); };
+}
+// The game taking its first screenshot: it raises the index from 1 to 2.
+void GameShoots(const GameFolder& f) {
+    if (f.read("Morrowind.ini").find("Index=1") != std::string::npos)
+        f.write("Morrowind.ini", "[General]\r\nScreen Shot Index=2\r\n");
 }
 
 std::vector<Write> WriteRows() {
@@ -105,6 +119,10 @@ std::vector<Write> WriteRows() {
          "", Mode(fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read)},
         Refused("read_only_file", 0, "", Mode(fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read)),
         Refused("access_denied", EACCES, "open"),
+        // The game's write between our read and our replace stays; ours is made on its text.
+        {"the_game_writes_meanwhile", Shot, "Glintbook", "Album1Index", "3",
+         "[General]\r\nScreen Shot Index=2\r\n[Glintbook]\r\nAlbum1Index=3\r\n", true, 0, "", {}, "Morrowind.ini",
+         GameShoots},
         Refused("unreadable", EIO, "read"),
         Refused("disk_full", ENOSPC, "write"),
         Refused("flush_fails", EIO, "sync"),

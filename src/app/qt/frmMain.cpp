@@ -18,6 +18,7 @@
 #include <QScreen>
 #include <QScrollBar>
 #include <QSignalBlocker>
+#include <QSocketNotifier>
 #include <QTimer>
 
 namespace glintbook {
@@ -155,6 +156,18 @@ frmMain::frmMain(ShowBox showBox, std::function<void(int)> endProgram)
 }
 
 frmMain::~frmMain() = default;
+
+void frmMain::answerCalls(instance::FolderClaim& claim) {
+    if (claim.calls() < 0) return;
+    auto* calls = new QSocketNotifier(qintptr(claim.calls()), QSocketNotifier::Read, this);
+    connect(calls, &QSocketNotifier::activated, this, [this, &claim] {
+        if (claim.TakeCalls() == 0) return;
+        setWindowState(windowState() & ~Qt::WindowMinimized);
+        show();
+        raise();
+        activateWindow();
+    });
+}
 
 Choices frmMain::choices() const {
     return form::ChoicesFrom([this](form::Id id) {

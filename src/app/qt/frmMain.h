@@ -2,6 +2,7 @@
 // The program's window on Linux: the controls, laid out from the shared
 // table, with their events passed to the toolkit-free handlers.
 #include "app/main_form.h"
+#include "platform/instance.h"
 
 #include <QDialog>
 #include <functional>
@@ -46,6 +47,10 @@ public:
     QTimer* Timer1;  // public so that tests may shorten its interval; the program never changes it
 
     MainForm logic;
+
+    // Brings the window forward whenever a later Glintbook started in this
+    // folder calls the holder of `claim`, which must outlive the window.
+    void answerCalls(instance::FolderClaim& claim);
 
 protected:
     void closeEvent(QCloseEvent* event) override;

@@ -1,5 +1,6 @@
 #include "app/win32/frmMain.h"
 
+#include "platform/instance.h"
 #include "platform/windows_text.h"
 #include "settings/catalogue.h"
 
@@ -219,6 +220,13 @@ LRESULT CALLBACK frmMain::Procedure(HWND hwnd, UINT message, WPARAM wParam, LPAR
 }
 
 std::optional<LRESULT> frmMain::handle(UINT message, WPARAM wParam, LPARAM lParam) {
+    // A later Glintbook started in this folder asks for this window and ends.
+    static const UINT comeForward = ::RegisterWindowMessageW(instance::kComeForward);
+    if (message == comeForward) {
+        if (::IsIconic(hwnd_)) ::ShowWindow(hwnd_, SW_RESTORE);
+        ::SetForegroundWindow(hwnd_);
+        return 0;
+    }
     switch (message) {
     case WM_COMMAND:
         // Esc anywhere comes as IDCANCEL: it presses Exit Program.

@@ -1,5 +1,6 @@
 // Glintbook for Windows: started in the game's folder, takes no arguments.
 #include "app/win32/frmMain.h"
+#include "platform/instance.h"
 #include "session/leftovers.h"
 
 #include <commctrl.h>
@@ -7,9 +8,14 @@
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
     INITCOMMONCONTROLSEX controls{sizeof controls, ICC_STANDARD_CLASSES | ICC_WIN95_CLASSES};
     ::InitCommonControlsEx(&controls);
-    glintbook::RemoveLeftoverTemporaries();  // of writes a crash cut short
+    // One Glintbook per game folder: a later one brings the first forward.
+    glintbook::instance::FolderClaim claim;
+    if (claim.state() == glintbook::instance::FolderClaim::State::Taken) return claim.CallHolder(), 0;
+    if (claim.state() == glintbook::instance::FolderClaim::State::Held)
+        glintbook::RemoveLeftoverTemporaries();  // of writes a crash cut short
     glintbook::frmMain form;
     if (form.logic.ended()) return *form.logic.exitStatus();  // its load handler failed
+    claim.Publish(form.window());
     form.show();
     // The dialog manager sees every message first: Tab, Enter, Esc and the
     // arrows work as in any dialog.

@@ -23,7 +23,8 @@ std::optional<std::string> LaunchGame(const Choices& choices) {
     WriteSetting(section::General, key::ScreenShotIndex, DecimalText(static_cast<long long>(index) + AlbumOffset(album)));
     PrepareSession(choices);
     RegisterPlugin();
-    processes::StartProgram(files::GamePath(game::Executable), files::CurrentDirectory());
+    if (!processes::StartProgram(files::GamePath(game::Executable), files::CurrentDirectory()))
+        return ElevationRefusedText;
     return std::nullopt;
 }
 

@@ -71,7 +71,7 @@ DWORD StartThroughShell(const std::string& path, const std::wstring& application
     const HRESULT com = ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
     SHELLEXECUTEINFOW request{};
     request.cbSize = sizeof request;
-    request.fMask = SEE_MASK_NOASYNC | SEE_MASK_FLAG_NO_UI;
+    request.fMask = SEE_MASK_NOASYNC | SEE_MASK_FLAG_NO_UI | SEE_MASK_NO_CONSOLE;  // ours is not its console
     request.lpVerb = L"open";
     request.lpFile = application.c_str();
     request.lpDirectory = folder.c_str();

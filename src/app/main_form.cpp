@@ -31,18 +31,36 @@ void MainForm::dispatch(const std::function<void()>& handler) {
     ++depth_;
     try {
         handler();
-    } catch (const ProgramEnd& end) {
-        unload(end.status);
-    } catch (const Stopped&) {
-    } catch (const Failure& failure) {
-        fail(failure);
-    } catch (const std::bad_alloc&) {
-        fail(Failure(ErrOutOfMemory, "Out of memory"));
-    } catch (const std::exception& e) {
-        fail(Failure(ErrInternal, std::string("Internal error: ") + e.what()));
+    } catch (...) {
+        settle(std::current_exception());
     }
     --depth_;
     inBox_ = underBox;
+}
+
+void MainForm::settle(const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const ProgramEnd& end) {
+        unload(end.status);
+    } catch (const Stopped&) {
+    } catch (...) {
+        fail(UnhandledFailure(std::current_exception()));
+    }
+}
+
+Failure UnhandledFailure(const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const Failure& failure) {
+        return failure;
+    } catch (const std::bad_alloc&) {
+        return Failure(ErrOutOfMemory, "Out of memory");
+    } catch (const std::exception& e) {
+        return Failure(ErrInternal, std::string("Internal error: ") + e.what());
+    } catch (...) {
+        return Failure(ErrInternal, "Internal error");
+    }
 }
 
 void MainForm::message(const std::string& text, const std::string& caption, MessageIcon icon) {

@@ -5,6 +5,7 @@
 #include "session/monitor.h"
 #include "settings/choices.h"
 
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
@@ -38,6 +39,10 @@ public:
     virtual void unload(int status) = 0;
 };
 
+// Whatever a handler let through, as the failure its box shows: a Failure
+// as it is, anything else an internal error.
+Failure UnhandledFailure(const std::exception_ptr& error);
+
 class MainForm {
 public:
     explicit MainForm(FormView& view) : view_(view) {}
@@ -57,6 +62,10 @@ public:
     // window. A handler called from inside another is part of it: its
     // failure ends the outer one too. Nothing runs once the program has ended.
     void dispatch(const std::function<void()>& handler);
+    // What dispatch does with what a handler let through, for a window
+    // procedure that caught it where it must go no further (the system's
+    // frames lie between it and the handler that sent the message).
+    void settle(const std::exception_ptr& error);
 
     bool GameRunning() const { return session_.gameRunning; }
     bool ended() const { return exitStatus_.has_value(); }

@@ -2,6 +2,9 @@
 
 #include <cerrno>
 #include <cstring>
+#ifdef _WIN32
+#include "platform/windows_text.h"
+#endif
 
 namespace glintbook {
 
@@ -36,11 +39,24 @@ Mapped MapErrno(int err) {
     default: return {ErrPathFileAccess, nullptr};
     }
 }
+
+// A system's own error code with no errno of its meaning (negated, see
+// windows_text.h): its number and the system's text for it.
+std::string SystemError(int err) {
+#ifdef _WIN32
+    if (err < 0) {
+        const std::string said = windows::SystemErrorText(static_cast<unsigned long>(-err));
+        return "Windows error " + std::to_string(-err) + (said.empty() ? "" : ": " + said);
+    }
+#endif
+    return std::strerror(err);
+}
+
 }  // namespace
 
 Failure FailureFromErrno(int err, const std::string& subject) {
     const Mapped m = MapErrno(err);
-    std::string text = m.text ? m.text : std::string("Path/File access error (") + std::strerror(err) + ")";
+    std::string text = m.text ? m.text : "Path/File access error (" + SystemError(err) + ")";
     if (!subject.empty()) text += ": " + subject;
     return Failure(m.number, text);
 }

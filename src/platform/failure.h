@@ -40,7 +40,9 @@ private:
 };
 
 // Builds a Failure from an errno value: the number and its standard wording,
-// followed by the path or operation concerned.
+// followed by the path or operation concerned. On Windows a negative value
+// is a system error code without an errno of its meaning: its number and
+// the system's text are shown.
 Failure FailureFromErrno(int err, const std::string& subject);
 
 // The text a message box shows for a failure.

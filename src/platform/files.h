@@ -43,7 +43,9 @@ std::optional<std::string> TryReadFile(const std::string& path);
 // into place, so that `path` is at every moment either the old file or the
 // whole new one. An existing file's permission bits are kept; a new file gets
 // the ordinary ones (0666 less the umask). On failure the temporary file is
-// removed and `path` is untouched.
+// removed and `path` is untouched, but for a failing flush of the folder
+// after the rename (Linux), when `path` holds the new file, which a power
+// cut might still undo.
 void WriteFileAtomic(const std::string& path, std::string_view bytes);
 bool TryWriteFileAtomic(const std::string& path, std::string_view bytes);
 
@@ -69,9 +71,13 @@ void DeleteFile(const std::string& path);
 void CreateFolder(const std::string& path);  // one level; the parent must exist
 
 // Fault injection for tests: when set, the hook is asked before every step
-// of the operations above ("open", "write", "sync", "rename", "copy",
-// "delete", "mkdir", "read") with the path concerned; a non-zero result is
-// taken as the errno of a failure at that step.
+// of the operations above ("open", "write", "sync", "rename", "dirsync" (the
+// folder's flush after a rename, Linux), "copy", "delete", "mkdir", "read")
+// with the path concerned; a non-zero result is taken as the errno of a
+// failure at that step. On Windows a negative result at "open" is a system
+// error code, negated, which the call there then reports; the process
+// layer asks the same hook at its steps ("start", "shell", "next"), where
+// the result is a system error code.
 using FaultHook = std::function<int(std::string_view step, const std::string& path)>;
 void SetFaultHook(FaultHook hook);
 

@@ -41,6 +41,19 @@ mode_t NewFileMode() {
 // What WriteAtomic returns when `unchanged` said the target changed.
 constexpr int kTargetChanged = -1;
 
+// Flushes the folder's entries, so that a rename into it survives a power
+// cut: without this the old file can come back. A file system that cannot
+// flush a folder (EINVAL) or a folder this user may not open has nothing
+// more to do.
+int SyncFolder(const std::string& folder, const std::string& path) {
+    if (int e = Injected("dirsync", path)) return e;
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return 0;
+    const int err = ::fsync(fd) == 0 || errno == EINVAL || errno == EROFS ? 0 : errno;
+    ::close(fd);
+    return err;
+}
+
 // Fills a fresh temporary beside `path` through fill(descriptor, path),
 // which returns 0 or an errno, flushes it and renames it into place, unless
 // unchanged(path), when given, says the target changed meanwhile.
@@ -95,7 +108,7 @@ int WriteAtomic(const std::string& given, const std::function<int(int, const std
         ::unlink(tmp.c_str());
         return err;
     }
-    return 0;
+    return SyncFolder(Directory(path), path);
 }
 
 int WriteBytes(int fd, const std::string& path, std::string_view bytes) {

@@ -51,6 +51,42 @@ int LastErrno(const std::string& path) {
     return windows::ErrnoFromWindowsError(code);
 }
 
+// Whether a failed call may succeed a moment later: antivirus scanners, the
+// search indexer and backup or sync tools open a freshly written file for a
+// moment, and a file being deleted refuses access until its last handle goes.
+bool Transient(DWORD code) {
+    return code == ERROR_SHARING_VIOLATION || code == ERROR_LOCK_VIOLATION || code == ERROR_ACCESS_DENIED;
+}
+
+// Runs `call` (true on success, the error in GetLastError otherwise) again
+// while it fails for a reason that passes, for about two seconds in all,
+// waiting longer each time. The last error stays for the caller.
+template <typename Call>
+bool Retrying(Call call) {
+    DWORD waited = 0;
+    for (DWORD wait = 10;; wait = std::min<DWORD>(wait * 2, 400)) {
+        if (call()) return true;
+        const DWORD code = ::GetLastError();
+        if (!Transient(code) || waited >= 2000) return false;
+        ::Sleep(wait);
+        waited += wait;
+        ::SetLastError(code);
+    }
+}
+
+// The errno of a call on a folder that just failed: there "access denied"
+// is what it says, the folder's permissions.
+int LastFolderErrno() { return windows::ErrnoFromWindowsError(::GetLastError()); }
+
+// Asks the hook at `step`. A negative answer is a system error code, which
+// the call at that step is made to fail with, so that it is read as a real
+// one would be; an errno value is the failure itself.
+int Hook(std::string_view step, const std::string& path) {
+    const int e = Injected(step, path);
+    if (e < 0) ::SetLastError(DWORD(-e));
+    return e;
+}
+
 // A fresh file named `prefix` and six letters: CREATE_NEW never opens a file
 // that is already there, so two writers never share one.
 HANDLE CreateTemporary(const std::string& prefix, std::string& name) {
@@ -60,8 +96,12 @@ HANDLE CreateTemporary(const std::string& prefix, std::string& name) {
         unsigned v = (seed += ++counter * 40503u) * 2246822519u;
         name = prefix;
         for (int i = 0; i < 6; ++i, v /= 36) name.push_back("abcdefghijklmnopqrstuvwxyz0123456789"[v % 36]);
-        HANDLE h = ::CreateFileW(WidePath(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL,
-                                 nullptr);
+        HANDLE h = INVALID_HANDLE_VALUE;
+        Retrying([&] {
+            h = ::CreateFileW(WidePath(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL,
+                              nullptr);
+            return h != INVALID_HANDLE_VALUE;
+        });
         if (h != INVALID_HANDLE_VALUE || ::GetLastError() != ERROR_FILE_EXISTS) return h;
     }
     ::SetLastError(ERROR_FILE_EXISTS);
@@ -81,14 +121,15 @@ int WriteAtomic(const std::string& path, std::string_view bytes,
     // that a target whose name is near the length limit still gets one.
     std::string folder = Directory(path);
     if (folder.back() != '\\' && folder.back() != '/') folder.push_back('\\');
-    if (int e = Injected("open", path)) return e;
+    const int hooked = Hook("open", path);
+    if (hooked > 0) return hooked;
     std::string tmp;
-    HANDLE h = CreateTemporary(folder + TemporaryPrefix(FileName(path)), tmp);
-    if (h == INVALID_HANDLE_VALUE) return LastErrno(folder);
+    HANDLE h = hooked < 0 ? INVALID_HANDLE_VALUE : CreateTemporary(folder + TemporaryPrefix(FileName(path)), tmp);
+    if (h == INVALID_HANDLE_VALUE) return LastFolderErrno();
     const std::wstring wideTmp = WidePath(tmp);
     auto fail = [&](int err) {
         if (h != INVALID_HANDLE_VALUE) ::CloseHandle(h);
-        ::DeleteFileW(wideTmp.c_str());
+        Retrying([&] { return ::DeleteFileW(wideTmp.c_str()); });
         return err;
     };
 
@@ -118,7 +159,13 @@ int WriteAtomic(const std::string& path, std::string_view bytes,
         ::SetFileAttributesW(wideTmp.c_str(), old & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM |
                                                      FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED));
     }
-    if (!::MoveFileExW(wideTmp.c_str(), WidePath(path).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    // A rename, not ReplaceFileW: that one moves the old file aside first
+    // (Wine through a file of its own, Windows leaves it gone when the
+    // second move fails), so a kill between its steps leaves no file at all.
+    const std::wstring target = WidePath(path);
+    if (!Retrying([&] {
+            return ::MoveFileExW(wideTmp.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+        }))
         return fail(LastErrno(path));
     return 0;
 }
@@ -238,7 +285,7 @@ void CopyFile(const std::string& from, const std::string& to) {
 
 void DeleteFile(const std::string& path) {
     if (int e = Injected("delete", path)) throw FailureFromErrno(e, path);
-    if (!::DeleteFileW(WidePath(path).c_str())) throw FailureFromErrno(LastErrno(path), path);
+    if (!Retrying([&] { return ::DeleteFileW(WidePath(path).c_str()); })) throw FailureFromErrno(LastErrno(path), path);
 }
 
 void CreateFolder(const std::string& path) {

@@ -15,7 +15,9 @@ std::optional<std::vector<std::string>> ExecutableNames();
 // Starts the program at `path` with no arguments, `workingDirectory` as its
 // current directory, without waiting for it. On Linux a native executable
 // starts directly and a Windows PE image through `wine` found on PATH.
-// Throws Failure (platform/failure.h) when it cannot be started.
-void StartProgram(const std::string& path, const std::string& workingDirectory);
+// On Windows a program that must run as administrator is started through
+// the shell, which asks the player; false when the player refused. Throws
+// Failure (platform/failure.h) when it cannot be started.
+[[nodiscard]] bool StartProgram(const std::string& path, const std::string& workingDirectory);
 
 }  // namespace glintbook::processes

@@ -178,7 +178,7 @@ std::optional<std::vector<std::string>> ExecutableNames() {
     return names;
 }
 
-void StartProgram(const std::string& path, const std::string& workingDirectory) {
+bool StartProgram(const std::string& path, const std::string& workingDirectory) {
     // The child changes directory before exec, so a relative path is made
     // absolute against ours first.
     const std::string program = path.starts_with('/') ? path : files::CurrentDirectory() + "/" + path;
@@ -229,7 +229,7 @@ void StartProgram(const std::string& path, const std::string& workingDirectory) 
     do n = ::read(pipeFds[0], &e, sizeof e);
     while (n < 0 && errno == EINTR);
     ::close(pipeFds[0]);
-    if (n != ssize_t(sizeof e)) return;
+    if (n != ssize_t(sizeof e)) return true;
 
     switch (e.step) {
     case StepChdir:

@@ -63,8 +63,20 @@ int ErrnoFromWindowsError(unsigned long code) {
     case ERROR_DIR_NOT_EMPTY: return ENOTEMPTY;
     case ERROR_BAD_EXE_FORMAT:
     case ERROR_EXE_MACHINE_TYPE_MISMATCH: return ENOEXEC;
-    default: return EIO;
+    default: return -int(code);
     }
+}
+
+std::string SystemErrorText(unsigned long code) {
+    wchar_t* text = nullptr;
+    const DWORD n = ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                                         FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
+                                     nullptr, code, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+    std::wstring wide(text ? text : L"", n);
+    if (text) ::LocalFree(text);
+    while (!wide.empty() && (wide.back() == L' ' || wide.back() == L'.' || wide.back() == L'\r' || wide.back() == L'\n'))
+        wide.pop_back();
+    return Narrow(wide);
 }
 
 }  // namespace glintbook::windows

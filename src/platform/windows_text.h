@@ -17,6 +17,12 @@ std::string Narrow(std::wstring_view utf16);
 // with the \\?\ prefix, which lifts the limit to the file system's own.
 std::wstring WidePath(const std::string& path);
 
+// The errno value of the same meaning; a code without one comes back as
+// itself, negated, which FailureFromErrno shows with the system's own text.
 int ErrnoFromWindowsError(unsigned long code);
+
+// The system's own text for an error code, without its closing full stop;
+// empty when it has none.
+std::string SystemErrorText(unsigned long code);
 
 }  // namespace glintbook::windows

@@ -64,7 +64,7 @@ std::optional<std::string> LaunchGame(const Choices& choices) {
         // openmw.cfg went missing or was damaged since it was read above.
         return problem;
     }
-    processes::StartProgram(found.program, files::CurrentDirectory());
+    if (!processes::StartProgram(found.program, files::CurrentDirectory())) return ElevationRefusedText;
     return std::nullopt;
 }
 

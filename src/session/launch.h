@@ -16,9 +16,12 @@ inline constexpr char AlbumFullText[] = "The currently selected album is full.";
 inline constexpr char OpenEngineMissingText[] =
     "OpenMW's load list names this folder's Data Files, but the program openmw cannot be found on the PATH or "
     "beside Glintbook.";
+inline constexpr char ElevationRefusedText[] =
+    "Morrowind was not started: it is set to run as administrator, and that was not allowed.";
 
 // Returns the message to show when a check fails (nothing is then written or
-// started), nullopt when the game was started. Session preparation may end
+// started) or when the player refused to let the game run as administrator
+// (the settings are then written), nullopt when the game was started. Session preparation may end
 // the program (ProgramEnd); a game that cannot be started throws Failure.
 std::optional<std::string> LaunchGame(const Choices& choices);
 

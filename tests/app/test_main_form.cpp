@@ -175,6 +175,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, Failures, ::testing::Values(
     Unhandled{"failure", Nested([] { throw Failure(ErrPathNotFound, "Path not found: x"); }), "Run-time error '76':\n\nPath not found: x"},
     Unhandled{"out_of_memory", Nested([] { throw std::bad_alloc(); }), "Run-time error '7':\n\nOut of memory"},
     Unhandled{"anything_else", Nested([] { throw std::out_of_range("index"); }), "Run-time error '51':\n\nInternal error: index"},
+    Unhandled{"not_even_an_exception", Nested([] { throw 42; }), "Run-time error '51':\n\nInternal error"},
     Unhandled{"at_load_before_the_window_shows", [](Window& w, bool&) {
         w.onSetText = [] { throw Failure(ErrOutOfMemory, "Out of memory"); };
         w.run(&MainForm::Form_Load);

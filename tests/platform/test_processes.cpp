@@ -1,4 +1,5 @@
 // The process list and program start, with copies of the game simulator.
+#include "platform/files.h"
 #include "platform/processes.h"
 #include "support/game_kit.h"
 
@@ -8,7 +9,9 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <thread>
-#ifndef _WIN32
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <csignal>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -57,7 +60,7 @@ TEST(StartProgram, RunsDetachedInItsFolderAndIsListedByItsWholeName) {
     const std::string name = "Game-" + fs::path(folder.path()).filename().string() + ".exe";
     folder.write("game/Morrowind.ini", "[General]\nScreen Shot Enable=1\nScreen Shot Base Name=S\n");
     fs::copy_file(GAME_SIM_PATH, folder.file("game/" + name));
-    StartProgram(folder.file("game/" + name), folder.file("game"));
+    EXPECT_TRUE(StartProgram(folder.file("game/" + name), folder.file("game")));
 #ifndef _WIN32
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "not our child, not even a finished one";
 #endif
@@ -90,12 +93,56 @@ TEST(StartProgram, RefusesWithTheNumberOfWhatIsWrong) {
         GameFolder folder;
         if (!row.bytes.empty()) folder.write("program.exe", row.bytes);
         if (row.executable) fs::permissions(folder.file("program.exe"), fs::perms::owner_all);
-        EXPECT_EQ(FailureOf([&] { StartProgram(folder.file("program.exe"), folder.file(row.folder)); }).number(),
+        EXPECT_EQ(FailureOf([&] { (void)StartProgram(folder.file("program.exe"), folder.file(row.folder)); }).number(),
                   row.number);
     }
 }
 
-#ifndef _WIN32
+#ifdef _WIN32
+// A program marked to run as administrator (the system's code 740 where it
+// is started) goes through the shell, which asks the player: allowed, it
+// runs; refused (1223), nothing runs and there is no failure; the shell's
+// other failures are the start's.
+TEST(StartProgram, AProgramToRunAsAdministratorAsksThePlayer) {
+    struct Row { const char* name; int shell; bool runs; int number; };
+    const Row rows[] = {{"allowed", 0, true, 0},
+                        {"refused", ERROR_CANCELLED, false, 0},
+                        {"shell_finds_no_file", ERROR_FILE_NOT_FOUND, false, ErrFileNotFound}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        GameFolder folder;
+        const std::string name = "Admin-" + std::string(row.name) + "-" + fs::path(folder.path()).filename().string() + ".exe";
+        fs::copy_file(GAME_SIM_PATH, folder.file(name));
+        folder.write("Morrowind.ini", "[General]\r\n");
+        files::SetFaultHook([&](std::string_view step, const std::string&) {
+            return step == "start" ? 740 : step == "shell" ? row.shell : 0;
+        });
+        bool started = false;
+        const int number = row.number ? FailureOf([&] { started = StartProgram(folder.file(name), folder.path()); }).number()
+                                      : (started = StartProgram(folder.file(name), folder.path()), 0);
+        files::SetFaultHook(nullptr);
+        EXPECT_EQ(number, row.number);
+        EXPECT_EQ(started, row.runs);
+        if (row.runs) EXPECT_TRUE(Eventually([&] { return Running(name); }));
+        else EXPECT_FALSE((std::this_thread::sleep_for(300ms), Running(name)));
+        std::ofstream(folder.file("game-sim.commands"), std::ios::app) << "quit\n";
+        EXPECT_TRUE(Eventually([&] { return !Running(name); }));
+    }
+}
+
+// A request for the next entry that fails ends the walk as the list's end
+// does, with what was listed before it; the list is still there.
+TEST(ExecutableNames, AFailingRequestEndsTheWalk) {
+    int requests = 0;
+    files::SetFaultHook([&](std::string_view step, const std::string&) {
+        return step == "next" && ++requests == 2 ? int(ERROR_INVALID_PARAMETER) : 0;
+    });
+    const auto names = processes::ExecutableNames();
+    files::SetFaultHook(nullptr);
+    ASSERT_TRUE(names.has_value());
+    EXPECT_EQ(names->size(), 2u);
+}
+#else
 TEST(StartProgram, WindowsProgramsGoThroughWineFromPath) {
     GameFolder folder;
     // A stand-in for wine that records its arguments, folder and input.
@@ -111,12 +158,12 @@ TEST(StartProgram, WindowsProgramsGoThroughWineFromPath) {
     ASSERT_EQ(::pipe(pipeFds), 0);
     ::dup2(pipeFds[0], STDIN_FILENO);
 
-    StartProgram(folder.file("My Game.exe"), folder.file("bin"));
+    EXPECT_TRUE(StartProgram(folder.file("My Game.exe"), folder.file("bin")));
     ASSERT_TRUE(Eventually([&] { return folder.exists("wine.log"); }));
     EXPECT_EQ(folder.read("wine.log"),
               folder.file("My Game.exe") + "\n" + fs::canonical(folder.file("bin")).string() + "\n/dev/null\n");
     SetEnvironment("PATH", "/nonexistent");
-    const Failure noWine = FailureOf([&] { StartProgram(folder.file("My Game.exe"), folder.file("bin")); });
+    const Failure noWine = FailureOf([&] { (void)StartProgram(folder.file("My Game.exe"), folder.file("bin")); });
     EXPECT_EQ(noWine.number(), ErrFileNotFound);
     EXPECT_NE(noWine.description().find("wine was not found on PATH"), std::string::npos) << noWine.description();
 }

@@ -1,6 +1,7 @@
 // The session: the Start button's checks and launch, and the once-a-second
 // monitor, ticked by hand with a process list the test controls, including
 // screenshot names the program did not choose.
+#include "platform/files.h"
 #include "session/import.h"
 #include "session/launch.h"
 #include "session/monitor.h"
@@ -88,6 +89,8 @@ struct Launch {
     std::vector<std::string> files;
     int album;
     std::string message, iniAfter = "";  // "" when the game starts; "" for unchanged
+    // The system's codes of the start and of the start through the shell.
+    int startCode = 0, shellCode = 0;
 };
 
 void PrintTo(const Launch& c, std::ostream* os) { *os << c.name; }
@@ -104,7 +107,11 @@ TEST_P(LaunchTest, ChecksThenWritesAndStarts) {
     folder.write("Morrowind.ini", c.ini);
     for (const std::string& f : c.files) folder.write(f, "");
     if (folder.exists(Game) && fs::remove(folder.file(Game))) fs::copy_file(GAME_SIM_PATH, folder.file(Game));
+    files::SetFaultHook([&c](std::string_view step, const std::string&) {
+        return step == "start" ? c.startCode : step == "shell" ? c.shellCode : 0;
+    });
     EXPECT_EQ(LaunchGame(Choices{c.album, 512, false}).value_or(""), c.message);
+    files::SetFaultHook(nullptr);
     EXPECT_EQ(folder.read("Morrowind.ini"), c.iniAfter.empty() ? c.ini : c.iniAfter);
     const std::string log = c.message.empty() ? "start in " + fs::canonical(folder.path()).string() + "\nquit\n" : "";
     for (int i = 0; i < 500 && !log.empty() && !(folder.exists("started.txt") && folder.read("started.txt") == log); ++i)
@@ -127,6 +134,14 @@ INSTANTIATE_TEST_SUITE_P(Rows, LaunchTest, ::testing::Values(
            "[Glintbook]\r\nAlbum1Index=0\r\nAlbum2Index=0\r\nAlbum3Index=0\r\nAlbum4Index=0\r\nEverRun=1\r\n"
            "[General]\r\nScreen Shot Index=50\r\nScreen Shot Enable=1\r\n[Game Files]\r\nGameFile0=Glintbook.esp\r\n"}),
     [](const auto& info) { return std::string(info.param.name); });
+
+#ifdef _WIN32  // a game marked to run as administrator (740), the player's refusal (1223)
+INSTANTIATE_TEST_SUITE_P(Windows, LaunchTest, ::testing::Values(
+    Launch{"refused_to_run_as_administrator_after_the_writes", "[Glintbook]\r\nEverRun=1\r\nAlbum2Index=7\r\n", {Game, Plain},
+           2, ElevationRefusedText, "[Glintbook]\r\nEverRun=1\r\nAlbum2Index=7\r\n[General]\r\nScreen Shot Index=32\r\n"
+           "[Game Files]\r\nGameFile0=Glintbook.esp\r\n", 740, 1223}),
+    [](const auto& info) { return std::string(info.param.name); });
+#endif
 
 TEST(LaunchFailure, AGameThatCannotBeStartedFailsAfterTheWrites) {
     GameFolder folder;

@@ -207,12 +207,14 @@ LRESULT CALLBACK frmMain::Procedure(HWND hwnd, UINT message, WPARAM wParam, LPAR
     }
     auto* self = reinterpret_cast<frmMain*>(::GetWindowLongPtrW(hwnd, GWLP_USERDATA));
     if (self) {
-        // Nothing may leave a window procedure: what a handler did not turn
-        // into a failure box, this does.
+        // Nothing may leave a window procedure, not even the failure of a
+        // handler run inside another through a sent message: it cannot
+        // cross the system's frames back to the outer one, so it ends the
+        // program here.
         try {
             if (const std::optional<LRESULT> result = self->handle(message, wParam, lParam)) return *result;
         } catch (...) {
-            self->logic.dispatch([error = std::current_exception()] { std::rethrow_exception(error); });
+            self->logic.settle(std::current_exception());
             return 0;
         }
     }

@@ -33,9 +33,10 @@ using glintbook::plugin::Part;
 #ifdef _WIN32
 // Double-clicked, the program has a console window that holds it alone,
 // which closes as soon as it ends: the report goes to a message box instead.
+// Started with no console at all (its output taken by a script), it prints.
 bool ShowInBox() {
     DWORD ids[2];
-    return GetConsoleProcessList(ids, 2) <= 1;
+    return GetConsoleProcessList(ids, 2) == 1;
 }
 #endif
 

@@ -18,7 +18,7 @@ printf 'TES3' >"$game/Data Files/Morrowind.esm"
 cp "$plugin" "$ini" "$resample" "$game/"
 
 # Started without arguments, the kit finds its folder by its own file's name.
-out=$("$wine" "$game/glintbook-plugin.exe" </dev/null 2>&1) || fail "kit: status $? ($out)"
+out=$(timeout 60 "$wine" "$game/glintbook-plugin.exe" </dev/null 2>&1) || fail "kit: status $? ($out)"
 [ -f "$game/Data Files/Glintbook.esp" ] || fail "kit: no plug-in written"
 case $out in *"$name"*) ;; *) fail "kit: the folder's name is not in its report: $out" ;; esac
 

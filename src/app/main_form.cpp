@@ -2,6 +2,7 @@
 
 #include "app/index_text.h"
 #include "platform/failure.h"
+#include "platform/game_folder.h"
 #include "session/clear_album.h"
 #include "session/launch.h"
 #include "settings/catalogue.h"
@@ -109,7 +110,18 @@ void MainForm::refreshIndex(int album) {
     }
 }
 
-void MainForm::Form_Load() { refreshIndex(1); }
+void MainForm::Form_Load() {
+    refreshIndex(1);
+    warnAboutFolder();
+}
+
+// A folder where the game and Glintbook would see different files is told
+// at load, and again at Start, which it stops.
+bool MainForm::warnAboutFolder() {
+    const auto problem = files::GameFolderProblem();
+    if (problem) message(*problem, "Glintbook", MessageIcon::Stop);
+    return problem.has_value();
+}
 
 void MainForm::optAlbum_Click(int album) { refreshIndex(album); }
 
@@ -140,6 +152,7 @@ void MainForm::cmdExit_Click() {
 // --- Session -------------------------------------------------------------------
 
 void MainForm::cmdStart_Click() {
+    if (warnAboutFolder()) return;
     if (const auto text = LaunchGame(view_.choices())) message(*text, "Glintbook", MessageIcon::None);
 }
 

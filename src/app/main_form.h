@@ -76,6 +76,7 @@ public:
 
 private:
     void refreshIndex(int album);
+    bool warnAboutFolder();
     void message(const std::string& text, const std::string& caption, MessageIcon icon);
     void fail(const Failure& failure);
     void unload(int status);

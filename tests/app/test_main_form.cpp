@@ -9,7 +9,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <memory>
 
 namespace glintbook::test {
 namespace {
@@ -185,6 +189,61 @@ INSTANTIATE_TEST_SUITE_P(Rows, Failures, ::testing::Values(
         w.duringBox = [&w] { w.form.dispatch([] { throw Failure(ErrDiskFull, "Disk full"); }); };
         w.form.dispatch([&] { w.form.cmdStart_Click(), after = true; });
     }, "Run-time error '61':\n\nDisk full"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+struct Folder {
+    const char* name;
+    // Makes the folder one the game would see otherwise; what it holds lasts the test.
+    std::function<std::shared_ptr<void>(const GameFolder&)> make;
+    std::string told;  // how the box begins; "" for none
+    bool windowsOnly = false;
+};
+void PrintTo(const Folder& c, std::ostream* os) { *os << c.name; }
+
+class GameFolderCheck : public ::testing::TestWithParam<Folder> {};
+
+// A game folder the game and Glintbook would see differently is told at load
+// and again at Start, which then writes and starts nothing.
+TEST_P(GameFolderCheck, IsToldAtLoadAndStopsStart) {
+    const Folder& c = GetParam();
+#ifndef _WIN32
+    if (c.windowsOnly) GTEST_SKIP() << "only Windows redirects a program's writes";
+#endif
+    GameFolder folder;
+    const std::string ini = "[General]\r\nScreen Shot Index=3\r\n";
+    InstallGame(folder, ini);  // without Morrowind.exe: a Start that goes on says so
+    const auto made = c.make(folder);
+    Window w;
+    w.run(&MainForm::cmdStart_Click);
+    if (c.told.empty()) {
+        EXPECT_EQ(w.boxes, (std::vector<Box>{{"Morrowind.exe cannot be found in this folder.", "Glintbook",
+                                              MessageIcon::None, true}}));
+    } else {
+        ASSERT_EQ(w.boxes.size(), 2u);
+        EXPECT_EQ(w.boxes[0].text.rfind(c.told, 0), 0u) << w.boxes[0];
+        EXPECT_EQ(w.boxes[1], w.boxes[0]);
+        EXPECT_EQ(w.boxes[0].icon, MessageIcon::Stop);
+    }
+    EXPECT_EQ(w.unloaded, std::nullopt);
+    EXPECT_EQ(folder.read("Morrowind.ini"), ini);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, GameFolderCheck, ::testing::Values(
+    Folder{"writable", [](const GameFolder&) { return nullptr; }, ""},
+    Folder{"not_writable", [](const GameFolder&) {
+        return std::make_shared<Fault>(".glintbook-write-test", EACCES, "open");
+    }, "Glintbook cannot write to the game folder "},
+    // Windows' per-user copy of a protected folder's files, where the game
+    // would keep its settings.
+    Folder{"settings_in_virtual_store", [](const GameFolder& f) -> std::shared_ptr<void> {
+        const char* local = std::getenv("LOCALAPPDATA");
+        if (!local) throw std::runtime_error("no LOCALAPPDATA");
+        const std::string path = f.path();
+        const auto copy = std::filesystem::path(std::string(local) + "\\VirtualStore" + path.substr(path.find(':') + 1));
+        std::filesystem::create_directories(copy);
+        std::ofstream(copy / "Morrowind.ini") << "[General]\r\n";
+        return std::shared_ptr<void>(nullptr, [copy](void*) { std::filesystem::remove_all(copy); });
+    }, "Windows keeps a separate copy of the game's Morrowind.ini in ", true}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Monitor, TheCriticalStopStopsTheTimerFirstAndWritesNothing) {

@@ -183,5 +183,31 @@ TEST(Win32Window, ASecondGlintbookInTheFolderCallsTheFirstForwardAndEnds) {
     EXPECT_FALSE(::IsIconic(first.form.window()));
 }
 
+// Moved to a monitor of twice the scale, the window lays its controls out
+// again at that scale, in a larger font, in the frame Windows proposes.
+TEST(Win32Window, LaysItselfOutAgainOnAMonitorOfAnotherScale) {
+    GameFolder folder;
+    Window w;
+    HDC dc = ::GetDC(w.form.window());
+    const int dpi = ::GetDeviceCaps(dc, LOGPIXELSY) * 2;
+    ::ReleaseDC(w.form.window(), dc);
+    const auto height = [&w] {
+        LOGFONTW font{};
+        ::GetObjectW(HFONT(::SendMessageW(w[form::cmdStart], WM_GETFONT, 0, 0)), sizeof font, &font);
+        return std::abs(font.lfHeight);
+    };
+    const long before = height();
+    RECT frame{10, 20, 900, 600};
+    ::SendMessageW(w.form.window(), WM_DPICHANGED, MAKEWPARAM(dpi, dpi), reinterpret_cast<LPARAM>(&frame));
+    const form::Control& start = form::Controls[form::cmdStart];
+    RECT button{}, window{};
+    ::GetWindowRect(w[form::cmdStart], &button);
+    ::GetWindowRect(w.form.window(), &window);
+    EXPECT_EQ(std::pair(button.right - button.left, button.bottom - button.top),
+              std::pair(long(form::Pixels(start.width, dpi)), long(form::Pixels(start.height, dpi))));
+    EXPECT_GT(height(), before * 3 / 2);
+    EXPECT_EQ(std::pair(window.right - window.left, window.bottom - window.top), std::pair(890L, 580L));
+}
+
 }  // namespace
 }  // namespace glintbook::test

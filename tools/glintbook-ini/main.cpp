@@ -1,6 +1,8 @@
 // glintbook-ini: reads and sets keys of a settings file the way the program
 // does, for players and scripts that check or repair album indexes.
-// Arguments are used as given, byte for byte.
+// Arguments are used as given, byte for byte, but for the file's name, which
+// on Windows is read from the wide command line so that any name arrives.
+#include "platform/command_line.h"
 #include "settings/profile.h"
 
 #include <charconv>
@@ -25,7 +27,7 @@ constexpr const char* kUsage =
     "            and leaving every other line as it is\n";
 
 int Usage(const std::string& problem) {
-    if (!problem.empty()) std::fprintf(stderr, "glintbook-ini: %s\n", problem.c_str());
+    if (!problem.empty()) glintbook::command_line::Write(stderr, "glintbook-ini: " + problem + "\n");
     std::fputs(kUsage, stderr);
     return 2;
 }
@@ -39,16 +41,13 @@ std::optional<int> Number(std::string_view s, int lowest) {
     return n;
 }
 
-void PrintLine(std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fputc('\n', stdout);
-}
+void PrintLine(std::string_view text) { glintbook::command_line::Write(stdout, std::string(text) + "\n"); }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc < 3) return Usage(argc == 1 ? "" : "missing request");
-    const std::string file = argv[1];
+    const std::string file = glintbook::command_line::Arguments(argc, argv).at(0);
     const std::string_view request = argv[2];
     const int extra = argc - 3;  // arguments after the request
 
@@ -70,8 +69,8 @@ int main(int argc, char** argv) {
     if (request == "set") {
         if (extra != 3) return Usage("set takes SECTION KEY VALUE");
         if (glintbook::profile::WriteString(file, argv[3], argv[4], argv[5])) return 0;
-        std::fprintf(stderr, "glintbook-ini: cannot write %s (read-only, unreadable or no such folder)\n",
-                     file.c_str());
+        glintbook::command_line::Write(
+            stderr, "glintbook-ini: cannot write " + file + " (read-only, unreadable or no such folder)\n");
         return 1;
     }
     return Usage("unknown request '" + std::string(request) + "'");

@@ -5,7 +5,10 @@
 // every album picture still missing. Nothing already there is lost, and a
 // second run changes nothing. Started on Windows without a console of its
 // own, it shows its report in a message box.
+#include "platform/command_line.h"
 #include "platform/failure.h"
+#include "platform/files.h"
+#include "platform/game_folder.h"
 #include "plugin/install.h"
 
 #include <cstdio>
@@ -14,12 +17,12 @@
 #include <map>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #ifdef _WIN32
+#include "platform/windows_text.h"
+
 #include <windows.h>
-#else
-#include <climits>
-#include <unistd.h>
 #endif
 
 namespace {
@@ -27,39 +30,25 @@ namespace {
 using glintbook::plugin::Outcome;
 using glintbook::plugin::Part;
 
-std::string ToolFolder() {
-#ifdef _WIN32
-    char path[MAX_PATH];
-    const DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
-    const std::string exe(path, n);
-#else
-    char path[PATH_MAX];
-    const ssize_t n = ::readlink("/proc/self/exe", path, sizeof path);
-    const std::string exe(path, n > 0 ? std::size_t(n) : 0);
-#endif
-    return std::filesystem::path(exe).parent_path().string();
-}
-
 #ifdef _WIN32
 // Double-clicked, the program has a console window that holds it alone,
 // which closes as soon as it ends: the report goes to a message box instead.
+// Started with no console at all (its output taken by a script), it prints.
 bool ShowInBox() {
     DWORD ids[2];
-    return GetConsoleProcessList(ids, 2) <= 1;
+    return GetConsoleProcessList(ids, 2) == 1;
 }
 #endif
 
 void Show(const std::string& text, bool failed) {
 #ifdef _WIN32
     if (ShowInBox()) {
-        const int n = MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, nullptr, 0);
-        std::wstring wide(std::size_t(n > 0 ? n : 1), L'\0');
-        MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, wide.data(), n);
-        MessageBoxW(nullptr, wide.c_str(), L"Glintbook kit", MB_OK | (failed ? MB_ICONERROR : MB_ICONINFORMATION));
+        MessageBoxW(nullptr, glintbook::windows::Widen(text).c_str(), L"Glintbook kit",
+                    MB_OK | (failed ? MB_ICONERROR : MB_ICONINFORMATION));
         return;
     }
 #endif
-    std::fputs(text.c_str(), failed ? stderr : stdout);
+    glintbook::command_line::Write(failed ? stderr : stdout, text);
 }
 
 const char* PartName(Part part) {
@@ -106,7 +95,10 @@ std::string Report(const std::string& folder, const glintbook::plugin::InstallRe
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc > 2 || (argc == 2 && argv[1][0] == '-')) {
+    // Names as UTF-8, whatever the code page: a game folder named in another
+    // language must be found.
+    const std::vector<std::string> args = glintbook::command_line::Arguments(argc, argv);
+    if (args.size() > 1 || (args.size() == 1 && args[0].starts_with('-'))) {
         std::fputs("usage: glintbook-plugin [GAMEDIR]\n"
                    "  Installs Glintbook's plug-in, meshes and stock pictures into the game folder\n"
                    "  GAMEDIR (default: the folder this program is in). Overwrites no picture; a\n"
@@ -114,18 +106,23 @@ int main(int argc, char** argv) {
                    stderr);
         return 2;
     }
-    const std::string folder = argc == 2 ? argv[1] : ToolFolder();
-    std::error_code ec;
-    if (!std::filesystem::is_directory(std::filesystem::path(folder) / "Data Files", ec)) {
+    const std::string folder = args.size() == 1 ? args[0] : glintbook::command_line::ProgramFolder();
+    if (!glintbook::files::FolderExists(folder + "/Data Files")) {
         Show("glintbook-plugin: " + folder + " is not a game folder: it has no \"Data Files\" folder.\n", true);
         return 1;
     }
-    std::filesystem::current_path(folder, ec);
+    std::error_code ec;
+    std::filesystem::current_path(std::filesystem::path(std::u8string(folder.begin(), folder.end())), ec);
     if (ec) {
         Show("glintbook-plugin: cannot enter " + folder + ": " + ec.message() + "\n", true);
         return 1;
     }
     try {
+        // Where the game's writes go elsewhere, so would the kit's.
+        if (const auto problem = glintbook::files::GameFolderProblem()) {
+            Show("glintbook-plugin: " + *problem + "\n", true);
+            return 1;
+        }
         Show(Report(folder, glintbook::plugin::InstallKit()), false);
         return 0;
     } catch (const glintbook::Failure& f) {

@@ -4,12 +4,14 @@
 #include "imaging/bmp_format.h"
 #include "imaging/resample.h"
 #include "imaging/picture_io.h"
+#include "platform/command_line.h"
 #include "platform/failure.h"
 
 #include <cstdio>
 #include <exception>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -44,7 +46,9 @@ int main(int argc, char** argv) {
         Usage();
         return kUsageError;
     }
-    const std::string in = argv[1], out = argv[2];
+    // The pictures' names as UTF-8, whatever the code page.
+    const std::vector<std::string> args = glintbook::command_line::Arguments(argc, argv);
+    const std::string in = args.at(0), out = args.at(1);
     const std::optional<int> width = ParseSide(argv[3]), height = ParseSide(argv[4]);
     if (!width || !height) {
         std::fprintf(stderr, "glintbook-resample: bad size '%s' x '%s'\n", argv[3], argv[4]);
@@ -60,10 +64,11 @@ int main(int argc, char** argv) {
         const glintbook::Picture source = glintbook::LoadPicture(in);
         glintbook::SavePicture(glintbook::ResizePicture(source, *width, *height), out);
     } catch (const glintbook::Failure& f) {
-        std::fprintf(stderr, "glintbook-resample: error %d: %s\n", f.number(), f.description().c_str());
+        glintbook::command_line::Write(
+            stderr, "glintbook-resample: error " + std::to_string(f.number()) + ": " + f.description() + "\n");
         return kFailure;
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "glintbook-resample: %s\n", e.what());
+        glintbook::command_line::Write(stderr, std::string("glintbook-resample: ") + e.what() + "\n");
         return kFailure;
     }
     return 0;

@@ -8,6 +8,7 @@
 #include <commctrl.h>
 #include <exception>
 #include <stdexcept>
+#include <utility>
 
 namespace glintbook {
 
@@ -146,11 +147,10 @@ frmMain::frmMain(ShowBox showBox, std::function<void(int)> endProgram)
         const Made made = StyleOf(c, id);
         HWND parent = c.inFrame ? controls_[form::frmRes] : hwnd_;
         controls_[size_t(id)] = ::CreateWindowExW(made.exStyle, made.windowClass, Widen(c.caption).c_str(), made.style,
-                                                  px(c.left), px(c.top), px(c.width), px(c.height), parent,
+                                                  0, 0, 0, 0, parent,
                                                   reinterpret_cast<HMENU>(INT_PTR(FirstId + id)), instance, nullptr);
     }
-    font_ = DialogFont(controls_, dpi);
-    for (HWND control : controls_) ::SendMessageW(control, WM_SETFONT, WPARAM(font_), FALSE);
+    layOut(dpi);
 
     // One tooltip control for all; long tips wrap.
     HWND tips = ::CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP | TTS_NOPREFIX,
@@ -179,6 +179,20 @@ frmMain::frmMain(ShowBox showBox, std::function<void(int)> endProgram)
     // The load handler fills the index box before the window is first shown.
     logic.dispatch([this] { logic.Form_Load(); });
     if (!logic.ended()) ::SetTimer(hwnd_, Timer1, form::TimerInterval, nullptr);
+}
+
+// The controls and their font at `dpi`: at creation, and again when the
+// window moves to a monitor of another scale.
+void frmMain::layOut(int dpi) {
+    const auto px = [dpi](int twips) { return form::Pixels(twips, dpi); };
+    for (int id = 0; id < form::ControlCount; ++id) {
+        const form::Control& c = form::Controls[size_t(id)];
+        ::SetWindowPos(controls_[size_t(id)], nullptr, px(c.left), px(c.top), px(c.width), px(c.height),
+                       SWP_NOZORDER | SWP_NOACTIVATE);
+    }
+    HFONT previous = std::exchange(font_, DialogFont(controls_, dpi));
+    for (HWND control : controls_) ::SendMessageW(control, WM_SETFONT, WPARAM(font_), TRUE);
+    if (previous) ::DeleteObject(previous);
 }
 
 frmMain::~frmMain() {
@@ -253,6 +267,14 @@ std::optional<LRESULT> frmMain::handle(UINT message, WPARAM wParam, LPARAM lPara
             return 0;
         }
         break;
+    case WM_DPICHANGED: {
+        // Moved to a monitor of another scale: Windows proposes the frame.
+        const RECT* frame = reinterpret_cast<const RECT*>(lParam);
+        layOut(HIWORD(wParam));
+        ::SetWindowPos(hwnd_, nullptr, frame->left, frame->top, frame->right - frame->left, frame->bottom - frame->top,
+                       SWP_NOZORDER | SWP_NOACTIVATE);
+        return 0;
+    }
     case WM_CLOSE:
         // Closing the window by the system's means is Exit Program.
         if (!logic.ended()) logic.dispatch([this] { logic.cmdExit_Click(); });

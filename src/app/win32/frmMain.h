@@ -33,6 +33,7 @@ public:
 private:
     static LRESULT CALLBACK Procedure(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);
     std::optional<LRESULT> handle(UINT message, WPARAM wParam, LPARAM lParam);
+    void layOut(int dpi);
     void clicked(int id);
     void scrolled(WORD request);
     bool checked(form::Id id) const;

@@ -159,7 +159,6 @@ struct OpenEngineFolders {
         SetEnvironment("XDG_CONFIG_HOME", folder.file("config"));
         SetEnvironment("XDG_DATA_HOME", folder.file("data"));
         folder.write("config/openmw/openmw.cfg", cfg);
-        folder.write("config/openmw/settings.cfg", "[General]\nscreenshot format = bmp\n");
         folder.mkdir("data/openmw/screenshots");
     }
     ~OpenEngineFolders() {
@@ -191,7 +190,8 @@ TEST(OpenEngine, AWholeSessionWithTheStandIn) {
     InstallGame(folder, "[Glintbook]\r\nEverRun=1\r\nAlbum2Index=23\r\n", Kit{.plugin = false});
     folder.write("Data Files/Glintbook_TB.esp", "");
     OpenEngineFolders open(folder, "data=\"" + folder.file("Data Files") + "\"\ncontent=Morrowind.esm\ncontent=Tribunal.esm\n");
-    SaveShot(folder, "data/openmw/screenshots/screenshot000.bmp", 64, 48);
+    fs::copy_file(fs::path(__FILE__).parent_path() / ".." / ".." / "fuzz/corpus/png/rgb8-8x6.png",
+                  folder.file("data/openmw/screenshots/screenshot000.png"));
     const std::string path = std::getenv("PATH") ? std::getenv("PATH") : "";
     SetEnvironment("PATH", fs::path(OPENMW_SIM_PATH).parent_path().string() + ":" + path);
     SetEnvironment("GAME_SIM_SCRIPT", "wait 1200; shot 640x480; wait 1500; shot 320x200; wait 1500; shot; wait 1500; quit");
@@ -225,10 +225,10 @@ TEST(OpenEngine, AWholeSessionWithTheStandIn) {
     EXPECT_EQ(ReadSettingInt(section::Own, "Album2Index"), 1);
     for (const char* made : {"Data Files/BookArt/Photo 49.bmp", "Data Files/BookArt/Photo 50.bmp",
                              "Data Files/BookArt/Photo 26.bmp", "Data Files/Textures/qor_tx_photo_48.bmp",
-                             "Data Files/Textures/qor_tx_photo_25.bmp", "Screenshots/screenshot001_2.bmp",
-                             "data/openmw/screenshots/screenshot000.bmp"})
+                             "Data Files/Textures/qor_tx_photo_25.bmp", "Screenshots/screenshot001_2.png",
+                             "data/openmw/screenshots/screenshot000.png"})
         EXPECT_TRUE(folder.exists(made)) << made;
-    EXPECT_FALSE(folder.exists("data/openmw/screenshots/screenshot001.bmp"));
+    EXPECT_FALSE(folder.exists("data/openmw/screenshots/screenshot001.png"));
 }
 #endif
 

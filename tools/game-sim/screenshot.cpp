@@ -36,6 +36,55 @@ void Fill(Picture& pic, int x0, int y0, int w, int h, Colour c) {
         for (int x = std::max(0, x0); x < x1; ++x) pic.at(x, y) = c;
 }
 
+// The open engine's default screenshot format: an RGB PNG whose pixels are
+// kept in stored deflate blocks. Plain, but a PNG any reader takes.
+std::uint32_t Crc32(std::string_view bytes, std::uint32_t crc = 0) {
+    crc = ~crc;
+    for (unsigned char b : bytes) {
+        crc ^= b;
+        for (int k = 0; k < 8; ++k) crc = crc >> 1 ^ (0xEDB88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+void Be32(std::string& out, std::uint32_t v) {
+    for (int shift = 24; shift >= 0; shift -= 8) out += char(v >> shift & 255);
+}
+
+void Chunk(std::string& out, const char* type, const std::string& data) {
+    Be32(out, std::uint32_t(data.size()));
+    const std::string body = type + data;
+    out += body;
+    Be32(out, Crc32(body));
+}
+
+std::string EncodePng(const Picture& pic) {
+    std::string rows;  // each row: filter 0, then R G B
+    for (int y = 0; y < pic.height; ++y) {
+        rows += '\0';
+        for (int x = 0; x < pic.width; ++x) {
+            const Colour c = pic.at(x, y);
+            rows += char(c & 255), rows += char(c >> 8 & 255), rows += char(c >> 16 & 255);
+        }
+    }
+    std::string z = "\x78\x01";  // zlib header, no preset dictionary
+    for (size_t at = 0; at < rows.size() || at == 0; at += 65535) {
+        const size_t n = std::min<size_t>(65535, rows.size() - at);
+        z += char(at + n >= rows.size() ? 1 : 0);  // the last block says so
+        z += char(n & 255), z += char(n >> 8), z += char(~n & 255), z += char(~n >> 8 & 255);
+        z.append(rows, at, n);
+    }
+    std::uint32_t a = 1, b = 0;  // Adler-32 of the rows
+    for (unsigned char c : rows) a = (a + c) % 65521, b = (b + a) % 65521;
+    Be32(z, b << 16 | a);
+    std::string header;
+    Be32(header, std::uint32_t(pic.width)), Be32(header, std::uint32_t(pic.height));
+    header += std::string("\x08\x02\x00\x00\x00", 5);  // 8-bit RGB, not interlaced
+    std::string out = "\x89PNG\r\n\x1a\n";
+    Chunk(out, "IHDR", header), Chunk(out, "IDAT", z), Chunk(out, "IEND", "");
+    return out;
+}
+
 }  // namespace
 
 Picture DrawShot(int width, int height, long long number) {
@@ -89,12 +138,17 @@ std::string TakeEngineScreenshot(int width, int height) {
     const fs::path folder = glintbook::openmw::ScreenshotFolder();
     std::error_code ec;
     fs::create_directories(folder, ec);
+    // The engine's own setting decides the format: PNG unless it names BMP.
+    const bool bmp = glintbook::openmw::ScreenshotFormat() == "bmp";
     for (long long n = 0;; ++n) {
         const std::string digits = std::to_string(n);
-        const std::string name = "screenshot" + std::string(digits.size() < 3 ? 3 - digits.size() : 0, '0') + digits + ".bmp";
+        const std::string name = "screenshot" + std::string(digits.size() < 3 ? 3 - digits.size() : 0, '0') + digits +
+                                 (bmp ? ".bmp" : ".png");
         if (fs::exists(folder / name, ec)) continue;
         try {
-            glintbook::SavePicture(DrawShot(width, height, n), (folder / name).string());
+            const Picture shot = DrawShot(width, height, n);
+            if (bmp) glintbook::SavePicture(shot, (folder / name).string());
+            else glintbook::files::WriteFileAtomic((folder / name).string(), EncodePng(shot));
         } catch (const glintbook::Failure& failure) {
             return "shot failed: " + failure.description();
         }

@@ -16,9 +16,9 @@ glintbook::Picture DrawShot(int width, int height, long long number);
 std::string TakeScreenshot(int width, int height);
 
 // The open engine's way, for the build named openmw: a new file with the
-// first free number, screenshot000.bmp, screenshot001.bmp ..., in the
-// engine's screenshot folder (made when missing), as the engine does with
-// "screenshot format = bmp". It reads no settings file.
+// first free number, screenshot000.png, screenshot001.png ..., in the
+// engine's screenshot folder (made when missing); BMP when the engine's
+// settings.cfg says "screenshot format = bmp". It reads no Morrowind.ini.
 std::string TakeEngineScreenshot(int width, int height);
 
 }  // namespace gamesim

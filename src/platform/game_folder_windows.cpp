@@ -4,17 +4,13 @@
 
 #include <windows.h>
 #include <knownfolders.h>
-#include <shlobj.h>
 
 namespace glintbook::files {
 
 // %LOCALAPPDATA%\VirtualStore followed by the path without its drive.
 std::string VirtualStorePath(const std::string& path) {
     if (path.size() < 3 || path[1] != ':' || (path[2] != '\\' && path[2] != '/')) return {};
-    PWSTR local = nullptr;
-    const bool found = SUCCEEDED(::SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &local));
-    const std::string folder = found ? windows::Narrow(local) : std::string();
-    ::CoTaskMemFree(local);
+    const std::string folder = windows::KnownFolder(FOLDERID_LocalAppData);
     if (folder.empty()) return {};
     return folder + "\\VirtualStore" + path.substr(2);
 }

@@ -20,4 +20,10 @@ std::optional<std::vector<std::string>> ExecutableNames();
 // Failure (platform/failure.h) when it cannot be started.
 [[nodiscard]] bool StartProgram(const std::string& path, const std::string& workingDirectory);
 
+// The first program file `name` in the folders of PATH, then of `after`; ""
+// when there is none. On Linux only an executable file counts. Empty PATH
+// entries (the current directory) are skipped on purpose: the current
+// directory is the game folder, not a place to pick programs from.
+std::string FindProgram(const std::string& name, const std::vector<std::string>& after = {});
+
 }  // namespace glintbook::processes

@@ -107,25 +107,6 @@ bool IsPeImage(const std::string& path) {
     return pe;
 }
 
-// The first executable "wine" in PATH, or "" when there is none. Empty
-// entries (the current directory) are skipped on purpose: the current
-// directory is the game folder, not a place to pick programs from.
-std::string FindWine() {
-    const char* env = std::getenv("PATH");
-    const std::string_view path = env ? env : "/usr/local/bin:/usr/bin:/bin";
-    size_t start = 0;
-    while (start <= path.size()) {
-        size_t end = path.find(':', start);
-        if (end == std::string_view::npos) end = path.size();
-        if (end > start) {
-            const std::string candidate = std::string(path.substr(start, end - start)) + "/wine";
-            if (files::FileExists(candidate) && ::access(candidate.c_str(), X_OK) == 0) return candidate;
-        }
-        start = end + 1;
-    }
-    return {};
-}
-
 // Runs in the grandchild, between fork and exec: only async-signal-safe calls.
 [[noreturn]] void ExecDetached(const char* program, char* const* argv, const char* workingDirectory, int errFd) {
     auto fail = [errFd](int step) {
@@ -187,7 +168,7 @@ bool StartProgram(const std::string& path, const std::string& workingDirectory) 
     std::string wine;
     std::vector<std::string> args{program};
     if (IsPeImage(program)) {
-        wine = FindWine();
+        wine = FindProgram("wine");
         if (wine.empty())
             throw Failure(ErrFileNotFound, path + " is a Windows program and wine was not found on PATH");
         args = {"wine", program};

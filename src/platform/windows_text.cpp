@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <windows.h>
+#include <shlobj.h>
 
 namespace glintbook::windows {
 
@@ -77,6 +78,14 @@ std::string SystemErrorText(unsigned long code) {
     while (!wide.empty() && (wide.back() == L' ' || wide.back() == L'.' || wide.back() == L'\r' || wide.back() == L'\n'))
         wide.pop_back();
     return Narrow(wide);
+}
+
+std::string KnownFolder(const GUID& id) {
+    PWSTR folder = nullptr;
+    const bool found = SUCCEEDED(::SHGetKnownFolderPath(id, 0, nullptr, &folder));
+    std::string text = found ? Narrow(folder) : std::string();
+    ::CoTaskMemFree(folder);
+    return text;
 }
 
 }  // namespace glintbook::windows

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+struct _GUID;  // the system's GUID
+
 namespace glintbook::windows {
 
 // Bytes that are not UTF-8 are read in the ANSI code page, as the game
@@ -24,5 +26,9 @@ int ErrnoFromWindowsError(unsigned long code);
 // The system's own text for an error code, without its closing full stop;
 // empty when it has none.
 std::string SystemErrorText(unsigned long code);
+
+// One of the user's folders (FOLDERID_Documents, FOLDERID_LocalAppData ...),
+// in UTF-8; empty when the system has none.
+std::string KnownFolder(const ::_GUID& id);
 
 }  // namespace glintbook::windows

@@ -26,15 +26,14 @@ struct Game {
 Game FindGame() {
     if (const std::string original = files::GamePath(game::Executable); files::FileExists(original))
         return {game::Engine::Original, original, std::nullopt};
-    switch (openmw::ConfigForThisFolder()) {
+    switch (const openmw::ConfigState state = openmw::ConfigForThisFolder()) {
     case openmw::ConfigState::Missing:
         return {game::Engine::Original, {}, GameMissingText};
     case openmw::ConfigState::OtherFolder:
-        return {game::Engine::Original, {}, std::string(GameMissingText) + " OpenMW's load list " + openmw::ConfigFile() +
-                           " does not name this folder's Data Files either."};
     case openmw::ConfigState::Damaged:
-        return {game::Engine::Original, {}, std::string(GameMissingText) + " OpenMW's load list " + openmw::ConfigFile() +
-                           " is damaged (a line that is not key=value, or a quote not closed)."};
+        return {game::Engine::Original, {},
+                std::string(GameMissingText) + " " + openmw::LoadListProblem(state) +
+                    (state == openmw::ConfigState::OtherFolder ? " either." : ".")};
     case openmw::ConfigState::ThisFolder:
         break;
     }

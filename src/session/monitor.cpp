@@ -104,10 +104,7 @@ TickOutcome MonitorTick(Session& session, const Choices& choices, const ProcessS
             // Said once: the engine plays another folder, or its load list
             // cannot be read; this window's albums get nothing from it.
             session.told = true;
-            session.notice = "OpenMW is running, but its load list " + openmw::ConfigFile() +
-                             (state == openmw::ConfigState::OtherFolder
-                                  ? " does not name this folder's Data Files"
-                                  : state == openmw::ConfigState::Missing ? " cannot be found" : " is damaged") +
+            session.notice = "OpenMW is running, but " + openmw::LoadListProblem(state) +
                              ", so its screenshots do not go into this folder's albums.";
             return TickOutcome::Notice;
         }

@@ -1,16 +1,19 @@
 #include "settings/open_engine.h"
 
+#include "platform/command_line.h"
 #include "platform/files.h"
+#include "platform/processes.h"
 #include "settings/game_files.h"
+#include "settings/ini_text.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #ifdef _WIN32
+#include "platform/windows_text.h"
+
 #include <windows.h>
-#include <shlobj.h>
-#else
-#include <unistd.h>
+#include <knownfolders.h>
 #endif
 
 namespace glintbook::openmw {
@@ -18,19 +21,19 @@ namespace glintbook::openmw {
 namespace {
 
 namespace fs = std::filesystem;
+using profile::ini::SameName;
 
+#ifdef _WIN32
+std::string UserFolder() {
+    const std::string documents = windows::KnownFolder(FOLDERID_Documents);
+    return documents.empty() ? documents : documents + "\\My Games\\OpenMW";
+}
+#else
 std::string Env(const char* name) {
     const char* v = std::getenv(name);
     return v ? v : "";
 }
 
-#ifdef _WIN32
-std::string UserFolder() {
-    char documents[MAX_PATH] = {};
-    if (::SHGetFolderPathA(nullptr, CSIDL_PERSONAL, nullptr, 0, documents) != S_OK) return {};
-    return std::string(documents) + "\\My Games\\OpenMW";
-}
-#else
 // An XDG folder: the variable when it holds an absolute path, else the
 // default below the home folder.
 std::string XdgFolder(const char* variable, const char* fallback) {
@@ -78,7 +81,7 @@ Entry Parse(std::string_view line) {
 }
 
 bool EndsWith(std::string_view s, std::string_view tail) {
-    return s.size() >= tail.size() && Lower(s.substr(s.size() - tail.size())) == tail;
+    return s.size() >= tail.size() && SameName(s.substr(s.size() - tail.size()), tail);
 }
 
 // Two folders are the same when their absolute, normal forms match (in any
@@ -116,7 +119,7 @@ std::string ScreenshotFormat() {
         const std::string_view t = Trim(line);
         if (t.starts_with('[') && t.ends_with(']')) section = Lower(Trim(t.substr(1, t.size() - 2)));
         const Entry e = Parse(line);
-        if (section == "general" && Lower(e.key) == "screenshot format" && !e.value.empty()) format = Lower(e.value);
+        if (section == "general" && SameName(e.key, "screenshot format") && !e.value.empty()) format = Lower(e.value);
     }
     return format;
 }
@@ -124,7 +127,7 @@ std::string ScreenshotFormat() {
 std::optional<long long> ScreenshotNumber(std::string_view name, std::string_view format) {
     constexpr std::string_view stem = "screenshot";
     const std::string tail = "." + std::string(format);
-    if (!name.starts_with(stem) || !EndsWith(name, Lower(tail)) || name.size() <= stem.size() + tail.size()) return {};
+    if (!name.starts_with(stem) || !EndsWith(name, tail) || name.size() <= stem.size() + tail.size()) return {};
     const std::string_view digits = name.substr(stem.size(), name.size() - stem.size() - tail.size());
     if (digits.size() > 15 || digits.find_first_not_of("0123456789") != std::string_view::npos) return {};
     return std::stoll(std::string(digits));
@@ -159,11 +162,18 @@ std::optional<LoadList> ParseConfig(std::string_view text) {
 }
 
 namespace {
+
 std::optional<LoadList> ReadConfig(bool& missing) {
     const auto text = files::TryReadFile(ConfigFile());
     missing = !text;
     return text ? ParseConfig(*text) : std::nullopt;
 }
+
+bool HoldsExpansion(const LoadList& list) {
+    return std::any_of(list.content.begin(), list.content.end(),
+                       [](const std::string& c) { return SameName(c, game::ExpansionMaster); });
+}
+
 }  // namespace
 
 ConfigState ConfigForThisFolder() {
@@ -177,13 +187,21 @@ ConfigState ConfigForThisFolder() {
     return ConfigState::OtherFolder;
 }
 
+std::string LoadListProblem(ConfigState state) {
+    switch (state) {
+    case ConfigState::Missing: return "OpenMW's load list " + ConfigFile() + " cannot be found";
+    case ConfigState::Damaged:
+        return "OpenMW's load list " + ConfigFile() + " is damaged (a line that is not key=value, or a quote not closed)";
+    case ConfigState::OtherFolder: return "OpenMW's load list " + ConfigFile() + " does not name this folder's Data Files";
+    case ConfigState::ThisFolder: break;
+    }
+    return {};
+}
+
 bool ExpansionLoaded() {
     bool missing = false;
     const auto list = ReadConfig(missing);
-    if (!list) return false;
-    const std::string expansion = Lower(game::ExpansionMaster);
-    return std::any_of(list->content.begin(), list->content.end(),
-                       [&](const std::string& c) { return Lower(c) == expansion; });
+    return list && HoldsExpansion(*list);
 }
 
 std::optional<std::string> RegisterIn(std::string_view text, std::string_view wanted, std::string_view other) {
@@ -196,8 +214,8 @@ std::optional<std::string> RegisterIn(std::string_view text, std::string_view wa
         const Entry e = Parse(line);
         if (e.key == "content") {
             // Names are matched as the engine does, in any letter case.
-            if (Lower(e.value) == Lower(other)) continue;
-            if (Lower(e.value) == Lower(wanted)) holdsWanted = true;
+            if (SameName(e.value, other)) continue;
+            if (SameName(e.value, wanted)) holdsWanted = true;
             if (EndsWith(e.value, ".esm") || EndsWith(e.value, ".omwgame")) lastMaster = kept.size();
             lastContent = kept.size();
         }
@@ -225,12 +243,12 @@ std::optional<std::string> RegisterIn(std::string_view text, std::string_view wa
 std::optional<std::string> RegisterPlugin() {
     const std::string path = ConfigFile();
     const auto text = files::TryReadFile(path);
-    if (!text) return "OpenMW's load list " + path + " cannot be found, so the plug-in cannot be entered in it.";
-    const bool expansion = ExpansionLoaded();
+    if (!text) return LoadListProblem(ConfigState::Missing) + ", so the plug-in cannot be entered in it.";
+    const auto list = ParseConfig(*text);
+    if (!list) return LoadListProblem(ConfigState::Damaged) + "; it was left as it is.";
+    const bool expansion = HoldsExpansion(*list);
     const auto after = RegisterIn(*text, game::WantedPlugin(expansion), game::WantedPlugin(!expansion));
-    if (!after)
-        return "OpenMW's load list " + path + " is damaged (a line that is not key=value, or a quote not closed); "
-               "it was left as it is.";
+    if (!after) return LoadListProblem(ConfigState::Damaged) + "; it was left as it is.";
     if (*after == *text) return std::nullopt;
     // The player's own file before Glintbook first changed it.
     if (files::KindOfPath(path + ".bak") == files::PathKind::Missing) files::WriteFileAtomic(path + ".bak", *text);
@@ -239,36 +257,9 @@ std::optional<std::string> RegisterPlugin() {
 }
 
 std::string FindProgram() {
-#ifdef _WIN32
-    const char list = ';';
-    const std::string name = "openmw.exe";
-    char self[MAX_PATH] = {};
-    ::GetModuleFileNameA(nullptr, self, MAX_PATH);
-    const std::string own = self;
-#else
-    const char list = ':';
-    const std::string name = "openmw";
-    std::error_code ec;
-    const std::string own = fs::read_symlink("/proc/self/exe", ec).string();
-#endif
-    const std::string path = Env("PATH");
-    std::vector<std::string> folders;
-    for (size_t start = 0; start <= path.size();) {
-        const size_t end = std::min(path.find(list, start), path.size());
-        // Empty entries (the current directory) are skipped: it is the game folder.
-        if (end > start) folders.push_back(path.substr(start, end - start));
-        start = end + 1;
-    }
-    if (!own.empty()) folders.push_back(fs::path(own).parent_path().string());
-    for (const std::string& folder : folders) {
-        const std::string candidate = (fs::path(folder) / name).string();
-#ifdef _WIN32
-        if (files::FileExists(candidate)) return candidate;
-#else
-        if (files::FileExists(candidate) && ::access(candidate.c_str(), X_OK) == 0) return candidate;
-#endif
-    }
-    return {};
+    const std::string beside = command_line::ProgramFolder();
+    return processes::FindProgram(game::OpenProcessName,
+                                  beside.empty() ? std::vector<std::string>{} : std::vector<std::string>{beside});
 }
 
 }  // namespace glintbook::openmw

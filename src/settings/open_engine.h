@@ -40,6 +40,9 @@ std::optional<std::string> PathValue(std::string_view value);
 enum class ConfigState { Missing, Damaged, OtherFolder, ThisFolder };
 // Whether openmw.cfg exists, can be read, and names this folder's Data Files.
 ConfigState ConfigForThisFolder();
+// Why the load list does not let the engine play this folder, for a sentence
+// about it ("OpenMW's load list <file> cannot be found"); "" for ThisFolder.
+std::string LoadListProblem(ConfigState state);
 // Whether Tribunal.esm is in openmw.cfg's content= list.
 bool ExpansionLoaded();
 

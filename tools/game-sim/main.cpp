@@ -13,6 +13,7 @@
 // game started detached has no output to read). It ends on "quit", SIGTERM
 // or SIGINT (Ctrl+C or Ctrl+Break on Windows), or when its folder is removed.
 #include "platform/files.h"
+#include "settings/game_files.h"
 #include "screenshot.h"
 #include "system.h"
 
@@ -115,7 +116,7 @@ int main(int argc, char** argv) {
     gamesim::PrepareProcess();
     const std::string self = argc > 0 ? argv[0] : "";
     const std::string program = self.substr(self.find_last_of("/\\") + 1);
-    openEngine = program == "openmw" || program == "openmw.exe";
+    openEngine = glintbook::game::EngineOfProcess(program) == glintbook::game::Engine::Open;
 
     Channel script, input, control;
     if (const char* env = std::getenv("GAME_SIM_SCRIPT")) script.AddLines(env, ';');

@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #ifdef GLINTBOOK_HAVE_LIBDEFLATE
@@ -97,6 +98,19 @@ Header ReadHeader(const std::uint8_t* p, const std::string& name) {
     h.interlaced = p[12] == 1;
     return h;
 }
+
+// The passes: the whole picture, or Adam7's seven sub-pictures, each every
+// dx-th pixel of every dy-th row from (x0, y0).
+struct Pass {
+    int x0, y0, dx, dy;
+    // Its width and height in pixels; either is 0 when the picture is too
+    // small to have this pass.
+    std::pair<int, int> size(const Header& h) const {
+        return {(h.width - x0 + dx - 1) / dx, (h.height - y0 + dy - 1) / dy};
+    }
+};
+constexpr Pass kWhole[] = {{0, 0, 1, 1}};
+constexpr Pass kAdam7[] = {{0, 0, 8, 8}, {4, 0, 8, 8}, {0, 4, 4, 8}, {2, 0, 4, 4}, {0, 2, 2, 4}, {1, 0, 2, 2}, {0, 1, 1, 2}};
 
 inline std::uint8_t Paeth(int a, int b, int c) {
     const int p = a + b - c;
@@ -206,19 +220,11 @@ Picture Decode(std::string_view bytes, const std::string& name) {
     if (h.colourType == 3 && !havePalette) Invalid(name, "no palette");
     if (pieces.empty()) Invalid(name, "no pixel data");
 
-    // The passes: the whole picture, or Adam7's seven sub-pictures.
-    struct Pass {
-        int x0, y0, dx, dy;
-    };
-    static constexpr Pass kWhole[] = {{0, 0, 1, 1}};
-    static constexpr Pass kAdam7[] = {{0, 0, 8, 8}, {4, 0, 8, 8}, {0, 4, 4, 8}, {2, 0, 4, 4},
-                                      {0, 2, 2, 4}, {1, 0, 2, 2}, {0, 1, 1, 2}};
     const Pass* passes = h.interlaced ? kAdam7 : kWhole;
     const int passCount = h.interlaced ? 7 : 1;
     size_t rawSize = 0;
     for (int p = 0; p < passCount; ++p) {
-        const int pw = (h.width - passes[p].x0 + passes[p].dx - 1) / passes[p].dx;
-        const int ph = (h.height - passes[p].y0 + passes[p].dy - 1) / passes[p].dy;
+        const auto [pw, ph] = passes[p].size(h);
         if (pw > 0 && ph > 0) rawSize += size_t(ph) * (1 + h.rowBytes(pw));
     }
 
@@ -246,8 +252,7 @@ Picture Decode(std::string_view bytes, const std::string& name) {
     std::uint8_t* at = raw.data();
     for (int p = 0; p < passCount; ++p) {
         const Pass& pass = passes[p];
-        const int pw = (h.width - pass.x0 + pass.dx - 1) / pass.dx;
-        const int ph = (h.height - pass.y0 + pass.dy - 1) / pass.dy;
+        const auto [pw, ph] = pass.size(h);
         if (pw <= 0 || ph <= 0) continue;
         const size_t n = h.rowBytes(pw);
         const std::uint8_t* prev = zeros.data();

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace glintbook::files {
 
@@ -64,6 +65,22 @@ Replace TryReplaceUnchanged(const std::string& path, std::string_view bytes, con
 // cannot be read is skipped, a file that cannot be removed stays. Returns
 // how many were removed.
 int RemoveLeftovers(const std::string& folder);
+
+// The regular files in `folder` (links to them too), with their sizes and
+// times of last change; hidden temporaries of our writes are left out.
+// Empty when the folder is missing or cannot be read.
+struct FileEntry {
+    std::string name;        // UTF-8
+    std::uint64_t size = 0;
+    std::int64_t changed = 0;  // the system's own clock, for ordering only
+};
+std::vector<FileEntry> ListFiles(const std::string& folder);
+
+// `path` with each part that does not exist as written matched to an
+// existing one of the same name in another letter case, as Windows, and
+// Wine on Linux, find it; parts that match nothing stay as written. On
+// Windows, whose names ignore letter case, the path itself.
+std::string ExistingSpelling(const std::string& path);
 
 // Copies `from` onto `to`, replacing it; atomic like WriteFileAtomic.
 void CopyFile(const std::string& from, const std::string& to);

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
 #include <vector>
 
 namespace glintbook::files {
@@ -300,6 +301,52 @@ int RemoveLeftovers(const std::string& folder) {
     }
     ::closedir(dir);
     return removed;
+}
+
+std::vector<FileEntry> ListFiles(const std::string& folder) {
+    std::vector<FileEntry> entries;
+    DIR* dir = ::opendir(folder.c_str());
+    if (!dir) return entries;
+    while (const dirent* e = ::readdir(dir)) {
+        struct stat st {};
+        if (IsTemporaryName(e->d_name) || ::fstatat(::dirfd(dir), e->d_name, &st, 0) != 0 || !S_ISREG(st.st_mode))
+            continue;
+        entries.push_back({e->d_name, std::uint64_t(st.st_size),
+                           std::int64_t(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec});
+    }
+    ::closedir(dir);
+    return entries;
+}
+
+std::string ExistingSpelling(const std::string& path) {
+    const auto fold = [](std::string s) {
+        for (char& c : s) c = char(c >= 'A' && c <= 'Z' ? c + 32 : c);
+        return s;
+    };
+    std::string done = path.starts_with('/') ? "/" : "";
+    size_t at = done.size();
+    while (at < path.size()) {
+        const size_t slash = std::min(path.find('/', at), path.size());
+        std::string part = path.substr(at, slash - at);
+        at = slash + 1;
+        if (part.empty()) continue;
+        const std::string here = done.empty() ? "." : done;
+        struct stat st {};
+        if (::stat((done + part).c_str(), &st) != 0) {
+            // The first of the folder's names that differs only in letter case.
+            if (DIR* dir = ::opendir(here.c_str())) {
+                while (const dirent* e = ::readdir(dir))
+                    if (fold(e->d_name) == fold(part)) {
+                        part = e->d_name;
+                        break;
+                    }
+                ::closedir(dir);
+            }
+        }
+        done += part;
+        if (slash < path.size()) done += '/';
+    }
+    return done;
 }
 
 void CopyFile(const std::string& from, const std::string& to) {

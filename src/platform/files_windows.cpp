@@ -300,6 +300,25 @@ std::optional<std::uint64_t> FileSize(const std::string& path) {
     return std::uint64_t(data.nFileSizeHigh) << 32 | data.nFileSizeLow;
 }
 
+std::vector<FileEntry> ListFiles(const std::string& folder) {
+    std::vector<FileEntry> entries;
+    WIN32_FIND_DATAW found{};
+    const HANDLE find = ::FindFirstFileW(WidePath(folder + "\\*").c_str(), &found);
+    if (find == INVALID_HANDLE_VALUE) return entries;
+    do {
+        if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) continue;
+        std::string name = windows::Narrow(found.cFileName);
+        if (IsTemporaryName(name)) continue;
+        entries.push_back({std::move(name), std::uint64_t(found.nFileSizeHigh) << 32 | found.nFileSizeLow,
+                           std::int64_t(std::uint64_t(found.ftLastWriteTime.dwHighDateTime) << 32 |
+                                        found.ftLastWriteTime.dwLowDateTime)});
+    } while (::FindNextFileW(find, &found));
+    ::FindClose(find);
+    return entries;
+}
+
+std::string ExistingSpelling(const std::string& path) { return path; }
+
 int RemoveLeftovers(const std::string& folder) {
     // Names first, removals after, as on Linux.
     std::vector<std::string> names;

@@ -8,8 +8,8 @@
 #include "settings/catalogue.h"
 #include "settings/game_files.h"
 #include "settings/settings_file.h"
+#include "session/shot_source.h"
 
-#include <filesystem>
 #include <functional>
 
 namespace glintbook {
@@ -22,14 +22,16 @@ constexpr int BookArtSize = 512;
 // first free serial (earlier copies of the same number, from an album that
 // started over, stay), the album texture t = p - 1 and the book art p, then
 // the screenshot deleted. The picture loader tells the format by the content.
+// The archive folder may already exist in another letter case (MGE XE's
+// "screenshots", made under Wine): that one is it, never a second beside it.
 void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long long p,
-                   const std::function<std::string(long long serial)>& archivePath) {
+                   const std::function<std::string(long long serial)>& archivePath, std::optional<Picture> loaded) {
     for (const char* folder : {game::ArchiveFolder, game::BookArtFolder}) {
-        const std::string path = files::GamePath(folder);
+        const std::string path = files::ExistingSpelling(files::GamePath(folder));
         if (!files::FolderExists(path)) files::CreateFolder(path);
     }
-    for (long long i = 0;; ++i) {
-        const std::string copy = files::GamePath(archivePath(i));
+    for (long long i = 0; archivePath && !archivePath(0).empty(); ++i) {
+        const std::string copy = files::ExistingSpelling(files::GamePath(archivePath(i)));
         if (!files::FileExists(copy)) {
             files::CopyFile(screenshot, copy);
             break;
@@ -37,7 +39,7 @@ void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long l
     }
     // The screenshot is loaded once for both pictures: nothing writes it
     // between the two, so a second load would read the same pixels.
-    const Picture shot = LoadPicture(screenshot);
+    const Picture shot = loaded ? std::move(*loaded) : LoadPicture(screenshot);
     if (choices.textureSize != 0)
         SavePicture(ResizePicture(shot, choices.textureSize, choices.textureSize),
                     files::GamePath(game::TexturePath(p - 1)));
@@ -55,23 +57,24 @@ ImportOutcome ImportScreenshot(const Choices& choices) {
     const long long p = ReadSettingInt(section::General, key::ScreenShotIndex);
     if (!game::PlainBaseName(base)) throw Failure(ErrBadFileName, "Bad file name or number: " + base);
     const std::string screenshot = files::GamePath(game::ScreenshotPath(base, p - 1));
-    TakeIntoAlbum(choices, screenshot, p, [&](long long i) { return game::ArchivePath(base, p - 1, i); });
+    TakeIntoAlbum(choices, screenshot, p, [&](long long i) { return game::ArchivePath(base, p - 1, i); }, {});
     files::DeleteFile(screenshot);
     return After(choices, p);
 }
 
-ImportOutcome ImportEngineScreenshot(const Choices& choices, const std::string& screenshot) {
-    // The open engine does not count in Morrowind.ini; Glintbook moves the
-    // counter on for it, as the original engine does after each screenshot.
-    const long long p = ReadSettingInt(section::General, key::ScreenShotIndex) + 1LL;
-    const std::filesystem::path name(screenshot);
-    const std::string extension = name.extension().string().substr(name.has_extension() ? 1 : 0);
-    TakeIntoAlbum(choices, screenshot, p,
-                  [&](long long i) { return game::EngineArchivePath(name.stem().string(), extension, i); });
+ImportOutcome ImportShot(const Choices& choices, const shots::Source& source, const std::string& screenshot,
+                         std::optional<Picture> loaded) {
+    // MGE XE and the open engine do not count in Morrowind.ini; Glintbook
+    // moves the counter on for them, as the original engine does after each
+    // screenshot.
+    const bool counted = source.counter == shots::Counter::Game;
+    const long long p = ReadSettingInt(section::General, key::ScreenShotIndex) + (counted ? 0LL : 1LL);
+    const bool inPlace = source.archive(screenshot, 0).empty();
+    TakeIntoAlbum(choices, screenshot, p, [&](long long i) { return source.archive(screenshot, i); }, std::move(loaded));
     // Counted before the screenshot goes: a stop in between takes a picture
     // twice at worst, never writes two onto one number.
-    WriteSetting(section::General, key::ScreenShotIndex, DecimalText(p));
-    files::DeleteFile(screenshot);
+    if (!counted) WriteSetting(section::General, key::ScreenShotIndex, DecimalText(p));
+    if (!inPlace) files::DeleteFile(screenshot);
     return After(choices, p);
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 // Taking the game's newest screenshot into the selected album.
+#include "imaging/picture.h"
 #include "settings/choices.h"
 
+#include <optional>
 #include <string>
 
 namespace glintbook {
@@ -18,11 +20,19 @@ enum class ImportOutcome {
 // failing step throws Failure; what earlier steps wrote stays.
 ImportOutcome ImportScreenshot(const Choices& choices);
 
-// The open engine's screenshot at `screenshot` (a full path in its own
-// folder, any format the picture loader reads) becomes picture p, "Screen
-// Shot Index" + 1: the archive copy keeps its name and format with a serial
-// ("screenshot007_0.png"), texture p - 1 and book art p as above; then the
-// counter is set to p, the screenshot deleted and the full-album rule applied.
-ImportOutcome ImportEngineScreenshot(const Choices& choices, const std::string& screenshot);
+namespace shots {
+struct Source;
+}
+
+// A screenshot of `source` at `screenshot` (a full path, any format the
+// picture loader reads) becomes picture p: "Screen Shot Index" where the
+// game counts, else that + 1, written back before the screenshot goes. The
+// archive copy keeps its name and format with a serial
+// ("screenshot007_0.png"), unless the screenshot already lies in the archive
+// and stays; then texture p - 1 and book art p as above, the screenshot
+// deleted (when copied) and the full-album rule applied. `loaded` is the
+// screenshot's picture when the caller has read it already.
+ImportOutcome ImportShot(const Choices& choices, const shots::Source& source, const std::string& screenshot,
+                         std::optional<Picture> loaded = std::nullopt);
 
 }  // namespace glintbook

@@ -1,64 +1,66 @@
 #include "session/monitor.h"
 
+#include "imaging/picture_io.h"
+#include "platform/failure.h"
 #include "platform/files.h"
 #include "platform/processes.h"
 #include "session/close_session.h"
 #include "session/import.h"
-#include "settings/catalogue.h"
-#include "settings/open_engine.h"
 #include "settings/prepare_session.h"
-#include "settings/settings_file.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <tuple>
 
 namespace glintbook {
 
 namespace {
 
-namespace fs = std::filesystem;
+using shots::Source;
 
-// The open engine's screenshots now in its folder, oldest first. The engine
-// takes the first free number, and Glintbook frees the numbers it takes, so
-// a low number may be newer than a higher one: the time decides, the number
-// only between equal times.
-std::vector<fs::path> EngineShots(const std::string& format) {
-    std::vector<std::tuple<fs::file_time_type, long long, fs::path>> shots;
-    std::error_code ec;
-    for (fs::directory_iterator it(openmw::ScreenshotFolder(), ec), end; !ec && it != end; it.increment(ec)) {
-        if (!it->is_regular_file(ec)) continue;
-        if (const auto n = openmw::ScreenshotNumber(it->path().filename().string(), format))
-            shots.emplace_back(it->last_write_time(ec), *n, it->path());
-    }
-    std::sort(shots.begin(), shots.end());
-    std::vector<fs::path> paths;
-    for (auto& shot : shots) paths.push_back(std::move(std::get<2>(shot)));
-    return paths;
-}
-
-// The engine writes a screenshot in place, not through a rename: a new file
-// is taken when its size has not changed since the last tick, or at once
-// when the game has gone (`last`).
-ImportOutcome ImportEngineShots(Session& session, const Choices& choices, bool last) {
-    for (const fs::path& path : EngineShots(session.format)) {
-        const std::string name = path.filename().string();
-        if (session.earlier.contains(name)) continue;
-        const auto size = files::FileSize(path.string()).value_or(0);
-        const auto before = session.seen.find(name);
-        const bool settled = before != session.seen.end() && before->second == size && size > 0;
-        session.seen[name] = size;
-        if (!settled && !last) continue;
-        session.seen.erase(name);
-        if (ImportEngineScreenshot(choices, path.string()) == ImportOutcome::AlbumClosed)
-            return ImportOutcome::AlbumClosed;
-    }
+// The game names its screenshot once it is written: taken as soon as it is
+// there.
+ImportOutcome TakeNamed(Source& source, const Choices& choices) {
+    for (const std::string& path : source.shots())
+        if (ImportShot(choices, source, path) == ImportOutcome::AlbumClosed) return ImportOutcome::AlbumClosed;
     return ImportOutcome::Done;
 }
 
-void BeginEngineSession(Session& session) {
-    session.format = openmw::ScreenshotFormat();
-    for (const fs::path& path : EngineShots(session.format)) session.earlier.insert(path.filename().string());
+// What a writer that is not done yet may show a reader: a picture cut short,
+// a file it still holds, or one it has just renamed away.
+bool NotWholeYet(int number) {
+    return number == ErrInvalidPicture || number == ErrPermissionDenied || number == ErrPathFileAccess ||
+           number == ErrFileAlreadyOpen || number == ErrFileNotFound;
+}
+
+// A writer that writes in place: a new file is taken when its size held
+// above zero since the last tick, or at once when the game has gone
+// (`last`). One that still is no picture waits until it changes; when the
+// game has gone it is left where it is, as is an empty one.
+ImportOutcome TakeWritten(Source& source, const Choices& choices, bool last) {
+    for (const std::string& path : source.shots()) {
+        const std::string name = shots::FileName(path);
+        if (source.earlier.contains(name)) continue;
+        const auto size = files::FileSize(path).value_or(0);
+        const auto before = source.sizes.find(name);
+        const bool held = before != source.sizes.end() && before->second == size;
+        source.sizes[name] = size;
+        const auto refused = source.refused.find(name);
+        if (size == 0 || (!held && !last) || (refused != source.refused.end() && refused->second == size)) continue;
+        std::optional<Picture> picture;
+        try {
+            picture = LoadPicture(path);
+        } catch (const Failure& failure) {
+            if (!NotWholeYet(failure.number())) throw;
+            source.refused[name] = size;
+            continue;
+        }
+        source.sizes.erase(name);
+        source.refused.erase(name);
+        // One kept where it lies is never taken again.
+        if (source.archive(path, 0).empty()) source.earlier.insert(name);
+        if (ImportShot(choices, source, path, std::move(picture)) == ImportOutcome::AlbumClosed)
+            return ImportOutcome::AlbumClosed;
+    }
+    return ImportOutcome::Done;
 }
 
 bool Seen(const std::vector<std::string>& names, game::Engine engine) {
@@ -68,48 +70,43 @@ bool Seen(const std::vector<std::string>& names, game::Engine engine) {
 }  // namespace
 
 TickOutcome MonitorTick(Session& session, const Choices& choices, const ProcessSource& source) {
-    if (session.engine == game::Engine::Original) {
-        const std::string base = ReadSettingText(section::General, key::ScreenShotBaseName);
-        const long long index = ReadSettingInt(section::General, key::ScreenShotIndex);
-        // Tested in every tick; before the game has been seen the answer has
-        // no effect, so a screenshot lying there waits for the first tick after.
-        if (game::PlainBaseName(base) && files::FileExists(files::GamePath(game::ScreenshotPath(base, index - 1))) &&
-            session.gameRunning) {
-            if (ImportScreenshot(choices) == ImportOutcome::AlbumClosed) CloseSession(choices);
-        }
-    }
+    // Named screenshots are looked for before the process walk, so that one
+    // written just before the game ended is taken before the session closes.
+    if (session.gameRunning)
+        for (Source& s : session.sources)
+            if (s.whole == shots::Whole::WhenNamed && TakeNamed(s, choices) == ImportOutcome::AlbumClosed)
+                CloseSession(choices);
 
     const auto names = source ? source() : processes::ExecutableNames();
     if (!names) return TickOutcome::SnapshotFailed;
 
     if (session.gameRunning) {
         const bool seen = Seen(*names, session.engine);
-        if (session.engine == game::Engine::Open && ImportEngineShots(session, choices, !seen) == ImportOutcome::AlbumClosed)
-            CloseSession(choices);
+        for (Source& s : session.sources)
+            if (s.whole == shots::Whole::WhenSizeHolds && TakeWritten(s, choices, !seen) == ImportOutcome::AlbumClosed)
+                CloseSession(choices);
         if (!seen) CloseSession(choices);
         return TickOutcome::Continue;
     }
 
-    if (Seen(*names, game::Engine::Original)) {
-        PrepareSession(choices);
-        session.gameRunning = true;
-    } else if (Seen(*names, game::Engine::Open)) {
-        const auto state = openmw::ConfigForThisFolder();
-        if (state == openmw::ConfigState::ThisFolder) {
-            PrepareSession(choices, game::Engine::Open);
-            BeginEngineSession(session);
-            session.engine = game::Engine::Open;
-            session.gameRunning = true;
-        } else if (!session.told) {
-            // Said once: the engine plays another folder, or its load list
-            // cannot be read; this window's albums get nothing from it.
-            session.told = true;
-            session.notice = "OpenMW is running, but " + openmw::LoadListProblem(state) +
-                             ", so its screenshots do not go into this folder's albums.";
-            return TickOutcome::Notice;
-        }
+    const game::Engine engine = Seen(*names, game::Engine::Original) ? game::Engine::Original : game::Engine::Open;
+    if (engine == game::Engine::Open && !Seen(*names, engine)) return TickOutcome::Continue;
+    shots::Sources found = shots::SourcesFor(engine);
+    if (found.live.empty()) {
+        // Said once: the engine plays another folder, or its load list
+        // cannot be read; this window's albums get nothing from it.
+        if (session.told) return TickOutcome::Continue;
+        session.told = true;
+        session.notice = found.notice;
+        return TickOutcome::Notice;
     }
-    return TickOutcome::Continue;
+    PrepareSession(choices, engine);
+    session.engine = engine;
+    session.sources = std::move(found.live);
+    session.gameRunning = true;
+    if (found.notice.empty()) return TickOutcome::Continue;
+    session.notice = found.notice;
+    return TickOutcome::Notice;
 }
 
 }  // namespace glintbook

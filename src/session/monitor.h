@@ -2,15 +2,14 @@
 // The once-a-second session monitor: imports the game's newest screenshots
 // while a session runs, notices the game starting and ending. Either engine
 // is recognised: the original by Morrowind.exe, the open engine by its
-// process when its openmw.cfg plays this folder.
+// process when its openmw.cfg plays this folder. Where screenshots appear is
+// the business of the screenshot sources (shot_source.h).
+#include "session/shot_source.h"
 #include "settings/choices.h"
 #include "settings/game_files.h"
 
-#include <cstdint>
 #include <functional>
-#include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -23,15 +22,13 @@ inline constexpr char CriticalErrorText[] = "Glintbook encountered a critical er
 enum class TickOutcome { Continue, SnapshotFailed, Notice };
 
 // What the monitor keeps between ticks: the window's flag, set at the first
-// sighting of the game and never cleared, and for the open engine what its
-// screenshot folder held.
+// sighting of the game and never cleared, the engine seen and the sources of
+// its screenshots.
 struct Session {
     bool gameRunning = false;
     game::Engine engine = game::Engine::Original;
-    std::string format;                        // the open engine's screenshot format
-    std::set<std::string> earlier;             // its screenshots from before the session: left alone
-    std::map<std::string, std::uint64_t> seen; // new ones and their sizes at the last tick
-    bool told = false;                         // the player has heard why an open engine is not taken
+    std::vector<shots::Source> sources;
+    bool told = false;  // the player has heard why an open engine is not taken
     std::string notice;
 };
 

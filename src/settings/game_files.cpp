@@ -4,6 +4,8 @@
 #include "settings/catalogue.h"
 #include "settings/open_engine.h"
 
+#include <algorithm>
+
 namespace glintbook::game {
 
 std::optional<Engine> EngineOfProcess(std::string_view name) {
@@ -40,8 +42,10 @@ std::string ArchivePath(std::string_view base, long long number, long long seria
            DecimalText(serial) + ".bmp";
 }
 
-std::string EngineArchivePath(std::string_view stem, std::string_view extension, long long serial) {
-    return std::string(ArchiveFolder) + "\\" + std::string(stem) + "_" + DecimalText(serial) + "." + std::string(extension);
+std::string ArchiveCopyPath(std::string_view name, long long serial) {
+    const auto dot = std::min(name.rfind('.'), name.size());
+    return std::string(ArchiveFolder) + "\\" + std::string(name.substr(0, dot)) + "_" + DecimalText(serial) +
+           std::string(name.substr(dot));
 }
 
 bool PlainBaseName(std::string_view base) {

@@ -67,9 +67,9 @@ std::string PhotoMeshPath(long long t);   // "\Data Files\Meshes\glintbook\photo
 // archive copies are "<base name> <number>_<serial>.bmp" in the archive folder.
 std::string ScreenshotPath(std::string_view base, long long number);
 std::string ArchivePath(std::string_view base, long long number, long long serial);
-// The open engine's screenshot "<stem>.<extension>" keeps its name and format
-// in the archive: "<stem>_<serial>.<extension>".
-std::string EngineArchivePath(std::string_view stem, std::string_view extension, long long serial);
+// Any other writer's screenshot "<stem>.<extension>" keeps its name and
+// format in the archive: "<stem>_<serial>.<extension>".
+std::string ArchiveCopyPath(std::string_view name, long long serial);
 
 // A base name with a folder separator (either kind: the game is a Windows
 // program) or a NUL would name a file elsewhere; such a name is never the

@@ -164,7 +164,7 @@ std::optional<std::string> Folder(const Settings& settings) {
         path = *drive;
         rest.remove_prefix(2);
     } else {
-        path = files::CurrentDirectory();
+        path = files::CurrentDirectory() + "/";
     }
     for (char c : rest) path += c == '\\' ? '/' : c;
     return files::ExistingSpelling(std::filesystem::path(path).lexically_normal().string());

@@ -1,17 +1,21 @@
 // The session: the Start button's checks and launch, and the once-a-second
 // monitor, ticked by hand with a process list the test controls, including
 // screenshot names the program did not choose.
+#include "imaging/picture_io.h"
+#include "imaging/resample.h"
 #include "platform/files.h"
 #include "session/import.h"
 #include "session/launch.h"
 #include "session/monitor.h"
 #include "settings/catalogue.h"
 #include "settings/open_engine.h"
+#include "settings/ini_text.h"
 #include "settings/settings_file.h"
 #include "support/game_kit.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <thread>
@@ -78,6 +82,28 @@ TEST_F(Monitor, ABaseNameIsCutAndNeverAPath) {
         EXPECT_EQ(FailureOf([] { ImportScreenshot(Choices{}); }).number(), ErrBadFileName) << base;
     }
     EXPECT_TRUE(folder.exists("x 4.bmp") && folder.exists("game/sub/x 4.bmp"));
+}
+
+// Ticks the monitor four times a second until the program ends, at most
+// 30 s. Other games may run on this machine: the process list holds
+// `process` while the stand-in's log says it runs.
+bool PlayUntilTheEnd(Session& session, const Choices& choices, const GameFolder& folder, const std::string& process,
+                     const std::string& log) {
+    const auto standIn = [&] {
+        const std::string text = folder.exists(log) ? folder.read(log) : "";
+        return std::optional<Names>(text.find("start") != std::string::npos && text.find("quit") == std::string::npos
+                                        ? Names{"bash", process}
+                                        : Names{"bash"});
+    };
+    for (int i = 0; i < 120; ++i) {
+        try {
+            MonitorTick(session, choices, standIn);
+        } catch (const ProgramEnd&) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    }
+    return false;
 }
 
 const std::string Game = "Morrowind.exe", Plain = "Data Files/Glintbook.esp", Tb = "Data Files/Glintbook_TB.esp",
@@ -152,6 +178,87 @@ TEST(LaunchFailure, AGameThatCannotBeStartedFailsAfterTheWrites) {
                                             "Screen Shot Index=32\r\n[Game Files]\r\nGameFile0=Glintbook.esp\r\n");
 }
 
+// MGE XE in the game folder, played by the stand-in game. Before the session
+// its folder holds a screenshot of its own name, which stays as it is. The
+// game takes two screenshots, the first written slowly where `pause` is
+// set; each becomes the album's next picture, made from the whole file, and
+// ends up once in `kept`, where no second archive folder appears beside
+// the game folder's Screenshots.
+struct MgeCase {
+    const char* name;
+    std::string ini;      // MGE3/MGE.ini's [Render State]
+    bool active;          // its d3d8.dll in the game folder
+    std::string folder;   // where it saves, as the disk spells it
+    std::string earlier;  // a screenshot there from before
+    std::string kept;     // where the two end up
+    std::string ext;
+    const char* depth = "";  // 16: a 16-bit display mode
+    const char* pause = "";  // ms the writer stops half way
+};
+void PrintTo(const MgeCase& c, std::ostream* os) { *os << c.name; }
+
+class MgeSession : public ::testing::TestWithParam<MgeCase> {};
+
+TEST_P(MgeSession, TakesEachNewScreenshotOnce) {
+    const MgeCase& c = GetParam();
+    GameFolder folder;
+    InstallGame(folder, "[General]\r\nScreen Shot Base Name=ScreenShot\r\nScreen Shot Enable=1\r\n[Glintbook]\r\nEverRun=1\r\n");
+    fs::copy_file(GAME_SIM_PATH, folder.file(Game));
+    folder.write("MGE3/MGE.ini", "[Render State]\r\n" + c.ini);
+    if (c.active) folder.write("d3d8.dll", "");
+    folder.mkdir(c.folder);
+    SaveShot(folder, c.folder + "/" + c.earlier, 8, 6);
+    SetEnvironment("GAME_SIM_SCRIPT", "wait 800; shot 96x64; wait 1200; shot 64x96; wait 1200; quit");
+    SetEnvironment("GAME_SIM_LOG", "game.log");
+    SetEnvironment("GAME_SIM_DEPTH", c.depth);
+    SetEnvironment("GAME_SIM_PAUSE_MS", c.pause);
+    const Choices choices{1, 512, false};
+    EXPECT_EQ(LaunchGame(choices).value_or(""), "");
+    for (const char* name : {"GAME_SIM_SCRIPT", "GAME_SIM_LOG", "GAME_SIM_DEPTH", "GAME_SIM_PAUSE_MS"}) SetEnvironment(name, "");
+    Session session;
+    EXPECT_TRUE(PlayUntilTheEnd(session, choices, folder, Game, "game.log")) << folder.read("game.log");
+
+    EXPECT_EQ(ReadSettingInt(section::Own, "Album1Index"), 2) << folder.read("game.log") << folder.read("Morrowind.ini");
+    EXPECT_TRUE(folder.exists(c.folder + "/" + c.earlier));
+    EXPECT_FALSE(folder.exists("Data Files/BookArt/Photo 3.bmp"));
+    std::vector<std::string> shots;
+    for (const auto& e : fs::directory_iterator(folder.file(c.kept)))
+        if (e.path().extension() == c.ext && e.path().filename() != c.earlier) shots.push_back(e.path().string());
+    std::sort(shots.begin(), shots.end());
+    ASSERT_EQ(shots.size(), 2u) << folder.read("game.log");
+    for (int p = 1; p <= 2; ++p)  // each album picture from its whole screenshot
+        EXPECT_EQ(LoadPicture(folder.file("Data Files/BookArt/Photo " + std::to_string(p) + ".bmp")).pixels,
+                  ResizePicture(LoadPicture(shots[size_t(p) - 1]), 512, 512).pixels) << shots[size_t(p) - 1];
+    int archives = 0;
+    for (const auto& e : fs::directory_iterator(folder.path()))
+        archives += e.is_directory() && profile::ini::SameName(e.path().filename().string(), "screenshots");
+    EXPECT_EQ(archives, 1);
+    if (c.folder != c.kept) {  // moved, not copied
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder.file(c.folder)), fs::directory_iterator()), 1);
+    }
+}
+
+const std::string Stamp = "Morrowind 2020-01-01 00.00.00.000";
+
+INSTANTIATE_TEST_SUITE_P(Rows, MgeSession, ::testing::Values(
+    MgeCase{"png_by_default_stays_in_screenshots", "", true, "screenshots", Stamp + ".png", "screenshots", ".png", "", "1300"},
+    MgeCase{"jpeg_ordinal_moves_from_its_folder",
+            "Screenshot Format=JPEG\r\nScreenshot Name Suffix=Ordinal\r\nScreenshot Output Directory=MGE Shots\r\n", true,
+            "MGE Shots", "Morrowind 0007.jpg", "Screenshots", ".jpg", "", "1300"},
+    MgeCase{"bmp_16_bit_character_and_ordinal",
+            "Screenshot Format=BMP\r\nScreenshot Name Suffix=Character Name, Ordinal\r\nScreenshot Name Prefix=Vvardenfell\r\n",
+            true, "Screenshots", "Vvardenfell Nerevar 0001.bmp", "Screenshots", ".bmp", "16"},
+    MgeCase{"dds_game_time_in_a_relative_folder",
+            "Screenshot Format=DDS\r\nScreenshot Name Suffix=Character Name, Game Time, Ordinal\r\n"
+            "Screenshot Output Directory=.\\shots\r\n",
+            true, "shots", "Morrowind Nerevar, Day 1, 08.00 0001.dds", "Screenshots", ".dds"},
+    MgeCase{"dds_16_bit", "Screenshot Format=dds\r\n", true, "screenshots", Stamp + ".dds", "screenshots", ".dds", "16"},
+    MgeCase{"tga_without_a_prefix", "Screenshot Format=TGA\r\nScreenshot Name Prefix=\r\nScreenshot Name Suffix=Ordinal\r\n",
+            true, "screenshots", "0001.tga", "screenshots", ".tga"},
+    MgeCase{"installed_but_off_the_games_own_go_on", "Screenshot Format=BMP\r\n", false, "screenshots", Stamp + ".bmp",
+            "screenshots", ".bmp"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
 #ifndef _WIN32  // the open engine's folders come from the environment on Linux only
 // The open engine's user folders inside the test's folder, and its load list.
 struct OpenEngineFolders {
@@ -201,27 +308,10 @@ TEST(OpenEngine, AWholeSessionWithTheStandIn) {
     SetEnvironment("PATH", path);
     SetEnvironment("GAME_SIM_SCRIPT", "");
     SetEnvironment("GAME_SIM_LOG", "");
-    // Other open engines may run on this machine: the process list holds the
-    // stand-in's name while its log says it runs.
-    const auto standIn = [&folder] {
-        const std::string log = folder.exists("openmw.log") ? folder.read("openmw.log") : "";
-        return std::optional<Names>(log.find("start") != std::string::npos && log.find("quit") == std::string::npos
-                                        ? Names{"bash", game::OpenProcessName}
-                                        : Names{"bash"});
-    };
     EXPECT_EQ(folder.read("config/openmw/openmw.cfg"), "data=\"" + folder.file("Data Files") +
                                                           "\"\ncontent=Morrowind.esm\ncontent=Tribunal.esm\ncontent=Glintbook_TB.esp\n");
     Session session;
-    bool ended = false;
-    for (int i = 0; i < 120 && !ended; ++i) {
-        try {
-            MonitorTick(session, choices, standIn);
-        } catch (const ProgramEnd&) {
-            ended = true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(250));
-    }
-    EXPECT_TRUE(ended);
+    EXPECT_TRUE(PlayUntilTheEnd(session, choices, folder, game::OpenProcessName, "openmw.log"));
     EXPECT_EQ(ReadSettingInt(section::Own, "Album2Index"), 1);
     for (const char* made : {"Data Files/BookArt/Photo 49.bmp", "Data Files/BookArt/Photo 50.bmp",
                              "Data Files/BookArt/Photo 26.bmp", "Data Files/Textures/qor_tx_photo_48.bmp",

@@ -102,7 +102,9 @@ bool Execute(Channel& channel, std::string_view line) {
             height = h.value_or(0);
         }
         if (width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide) {
-            Log(openEngine ? gamesim::TakeEngineScreenshot(width, height) : gamesim::TakeScreenshot(width, height));
+            Log(openEngine             ? gamesim::TakeEngineScreenshot(width, height)
+                : gamesim::MgeActive() ? gamesim::TakeMgeScreenshot(width, height)
+                                       : gamesim::TakeScreenshot(width, height));
             return true;
         }
     }

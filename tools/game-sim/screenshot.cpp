@@ -1,15 +1,21 @@
 #include "screenshot.h"
 
+#include "formats.h"
+
 #include "imaging/picture_io.h"
 #include "platform/failure.h"
 #include "platform/files.h"
 #include "settings/catalogue.h"
 #include "settings/open_engine.h"
+#include "settings/profile.h"
 #include "settings/settings_file.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 
 namespace gamesim {
@@ -34,55 +40,6 @@ void Fill(Picture& pic, int x0, int y0, int w, int h, Colour c) {
     const int x1 = std::min(pic.width, x0 + w), y1 = std::min(pic.height, y0 + h);
     for (int y = std::max(0, y0); y < y1; ++y)
         for (int x = std::max(0, x0); x < x1; ++x) pic.at(x, y) = c;
-}
-
-// The open engine's default screenshot format: an RGB PNG whose pixels are
-// kept in stored deflate blocks. Plain, but a PNG any reader takes.
-std::uint32_t Crc32(std::string_view bytes, std::uint32_t crc = 0) {
-    crc = ~crc;
-    for (unsigned char b : bytes) {
-        crc ^= b;
-        for (int k = 0; k < 8; ++k) crc = crc >> 1 ^ (0xEDB88320u & (0u - (crc & 1u)));
-    }
-    return ~crc;
-}
-
-void Be32(std::string& out, std::uint32_t v) {
-    for (int shift = 24; shift >= 0; shift -= 8) out += char(v >> shift & 255);
-}
-
-void Chunk(std::string& out, const char* type, const std::string& data) {
-    Be32(out, std::uint32_t(data.size()));
-    const std::string body = type + data;
-    out += body;
-    Be32(out, Crc32(body));
-}
-
-std::string EncodePng(const Picture& pic) {
-    std::string rows;  // each row: filter 0, then R G B
-    for (int y = 0; y < pic.height; ++y) {
-        rows += '\0';
-        for (int x = 0; x < pic.width; ++x) {
-            const Colour c = pic.at(x, y);
-            rows += char(c & 255), rows += char(c >> 8 & 255), rows += char(c >> 16 & 255);
-        }
-    }
-    std::string z = "\x78\x01";  // zlib header, no preset dictionary
-    for (size_t at = 0; at < rows.size() || at == 0; at += 65535) {
-        const size_t n = std::min<size_t>(65535, rows.size() - at);
-        z += char(at + n >= rows.size() ? 1 : 0);  // the last block says so
-        z += char(n & 255), z += char(n >> 8), z += char(~n & 255), z += char(~n >> 8 & 255);
-        z.append(rows, at, n);
-    }
-    std::uint32_t a = 1, b = 0;  // Adler-32 of the rows
-    for (unsigned char c : rows) a = (a + c) % 65521, b = (b + a) % 65521;
-    Be32(z, b << 16 | a);
-    std::string header;
-    Be32(header, std::uint32_t(pic.width)), Be32(header, std::uint32_t(pic.height));
-    header += std::string("\x08\x02\x00\x00\x00", 5);  // 8-bit RGB, not interlaced
-    std::string out = "\x89PNG\r\n\x1a\n";
-    Chunk(out, "IHDR", header), Chunk(out, "IDAT", z), Chunk(out, "IEND", "");
-    return out;
 }
 
 }  // namespace
@@ -138,22 +95,135 @@ std::string TakeEngineScreenshot(int width, int height) {
     const fs::path folder = glintbook::openmw::ScreenshotFolder();
     std::error_code ec;
     fs::create_directories(folder, ec);
-    // The engine's own setting decides the format: PNG unless it names BMP.
-    const bool bmp = glintbook::openmw::ScreenshotFormat() == "bmp";
+    // The engine's own setting decides the format, PNG by default; it
+    // creates the file first and writes it in place.
+    const std::string format = glintbook::openmw::ScreenshotFormat();
+    const FileFormat kind = format == "bmp" ? FileFormat::Bmp : format == "jpg" ? FileFormat::Jpeg
+                            : format == "tga" ? FileFormat::Tga : FileFormat::Png;
     for (long long n = 0;; ++n) {
         const std::string digits = std::to_string(n);
         const std::string name = "screenshot" + std::string(digits.size() < 3 ? 3 - digits.size() : 0, '0') + digits +
-                                 (bmp ? ".bmp" : ".png");
+                                 "." + (kind == FileFormat::Png ? "png" : format);
         if (fs::exists(folder / name, ec)) continue;
-        try {
-            const Picture shot = DrawShot(width, height, n);
-            if (bmp) glintbook::SavePicture(shot, (folder / name).string());
-            else glintbook::files::WriteFileAtomic((folder / name).string(), EncodePng(shot));
-        } catch (const glintbook::Failure& failure) {
-            return "shot failed: " + failure.description();
-        }
+        const Picture shot = DrawShot(width, height, n);
+        if (const std::string failed = WriteInPlace((folder / name).string(), Encode(shot, kind)); !failed.empty())
+            return "shot failed: " + failed;
         return "shot " + (folder / name).string() + " " + std::to_string(width) + "x" + std::to_string(height);
     }
+}
+
+namespace {
+
+// MGE XE's settings, read as it reads them.
+std::string MgeSetting(const char* key, const char* fallback) {
+    return glintbook::profile::GetString(glintbook::files::GamePath("\\MGE3\\MGE.ini"), "Render State", key, fallback, 4096);
+}
+
+bool Same(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+           });
+}
+
+// A folder as the game, a Windows program, names it: relative to the game
+// folder, or on drive Z:, which Wine maps to the root; each part found as
+// Wine finds it, in any letter case.
+std::string WindowsFolder(const std::string& written) {
+    namespace fs = std::filesystem;
+    std::string rest = written;
+    fs::path at = fs::current_path();
+#ifndef _WIN32
+    if (rest.size() >= 2 && (rest[0] == 'Z' || rest[0] == 'z') && rest[1] == ':') at = "/", rest = rest.substr(2);
+#else
+    if (rest.size() >= 2 && rest[1] == ':') at = rest.substr(0, 2) + "\\", rest = rest.substr(2);
+#endif
+    for (char& c : rest) c = c == '\\' ? '/' : c;
+    size_t from = 0;
+    while (from <= rest.size()) {
+        const size_t cut = std::min(rest.find('/', from), rest.size());
+        std::string part = rest.substr(from, cut - from);
+        from = cut + 1;
+        if (part.empty() || part == ".") continue;
+        std::error_code ec;
+        if (!fs::exists(at / part, ec))
+            for (const auto& e : fs::directory_iterator(at, ec))
+                if (Same(e.path().filename().string(), part)) part = e.path().filename().string();
+        at /= part;
+    }
+    return at.string();
+}
+
+int NextOrdinal(const std::string& folder) {
+    // Counted from the folder once, then on by itself, as MGE XE does.
+    static int next = -1;
+    if (next > 0) return ++next;
+    next = 0;
+    std::error_code ec;
+    for (const auto& e : std::filesystem::directory_iterator(folder, ec)) {
+        const std::string name = e.path().filename().string();
+        const auto blank = name.rfind(' ');
+        if (blank != std::string::npos && blank + 1 < name.size() && std::isdigit(static_cast<unsigned char>(name[blank + 1])))
+            next = std::max(next, std::atoi(name.c_str() + blank + 1));
+    }
+    return ++next;
+}
+
+}  // namespace
+
+bool MgeActive() {
+    return glintbook::files::FileExists(glintbook::files::GamePath("\\MGE3\\MGE.ini")) &&
+           glintbook::files::FileExists(glintbook::files::GamePath("\\d3d8.dll"));
+}
+
+std::string TakeMgeScreenshot(int width, int height) {
+    static const char* const formats[] = {"BMP", "JPEG", "DDS", "PNG", "TGA"};
+    static const char* const extensions[] = {".bmp", ".jpg", ".dds", ".png", ".tga"};
+    static const char* const suffixes[] = {"Timestamp", "Ordinal", "Character Name, Ordinal",
+                                           "Character Name, Game Time, Ordinal"};
+    int format = 3, suffix = 0;
+    const std::string formatWord = MgeSetting("Screenshot Format", "PNG"), suffixWord = MgeSetting("Screenshot Name Suffix", "Timestamp");
+    for (int i = 0; i < 5; ++i) format = Same(formatWord, formats[i]) ? i : format;
+    for (int i = 0; i < 4; ++i) suffix = Same(suffixWord, suffixes[i]) ? i : suffix;
+    std::string dir = MgeSetting("Screenshot Output Directory", "").substr(0, 207);
+    std::string prefix = MgeSetting("Screenshot Name Prefix", "Morrowind").substr(0, 31);
+    const std::string folder = WindowsFolder(dir.empty() ? "./screenshots" : dir);
+    std::error_code ec;
+    if (!std::filesystem::is_directory(folder, ec) && !std::filesystem::create_directory(folder, ec))
+        return "shot failed: cannot create directory " + folder;
+    if (!prefix.empty() && prefix.back() != ' ' && prefix.size() + 2 <= 32) prefix += ' ';
+
+    const char* character = std::getenv("GAME_SIM_CHARACTER");
+    const std::string name = character && *character ? character : "Nerevar";
+    char stem[512];
+    int number = 0;
+    if (suffix == 0) {
+        const auto now = std::chrono::system_clock::now();
+        const std::time_t t = std::chrono::system_clock::to_time_t(now);
+        const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
+        std::tm local{};
+#ifdef _WIN32
+        localtime_s(&local, &t);
+#else
+        localtime_r(&t, &local);
+#endif
+        std::snprintf(stem, sizeof stem, "%s%04d-%02d-%02d %02d.%02d.%02d.%03d", prefix.c_str(), local.tm_year + 1900,
+                      local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, int(ms));
+        number = int(ms);
+    } else {
+        number = NextOrdinal(folder);
+        if (suffix == 1) std::snprintf(stem, sizeof stem, "%s%04d", prefix.c_str(), number);
+        if (suffix == 2) std::snprintf(stem, sizeof stem, "%s%s %04d", prefix.c_str(), name.c_str(), number);
+        if (suffix == 3) std::snprintf(stem, sizeof stem, "%s%s, %s %d, %02d.%02d %04d", prefix.c_str(), name.c_str(), "Day", 16, 9, 30, number);
+    }
+    const std::string file = stem + std::string(extensions[format]);
+    const std::string path = (std::filesystem::path(folder) / file).string();
+    // It never replaces a file: the shot fails instead.
+    if (std::filesystem::exists(path, ec)) return "shot failed: " + file + " already exists";
+    const char* depth = std::getenv("GAME_SIM_DEPTH");
+    const bool sixteen = depth && std::string_view(depth) == "16";
+    if (const std::string failed = WriteInPlace(path, Encode(DrawShot(width, height, number), FileFormat(format), sixteen)); !failed.empty())
+        return "shot failed: " + failed;
+    return "shot " + path + " " + std::to_string(width) + "x" + std::to_string(height);
 }
 
 }  // namespace gamesim

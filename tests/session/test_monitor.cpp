@@ -191,6 +191,7 @@ struct MgeCase {
     std::string folder;   // where it saves, as the disk spells it
     std::string earlier;  // a screenshot there from before
     std::string kept;     // where the two end up
+    bool copies;          // as numbered copies ("<stem>_0<ext>"), not as written
     std::string ext;
     const char* depth = "";  // 16: a 16-bit display mode
     const char* pause = "";  // ms the writer stops half way
@@ -226,6 +227,7 @@ TEST_P(MgeSession, TakesEachNewScreenshotOnce) {
         if (e.path().extension() == c.ext && e.path().filename() != c.earlier) shots.push_back(e.path().string());
     std::sort(shots.begin(), shots.end());
     ASSERT_EQ(shots.size(), 2u) << folder.read("game.log");
+    for (const std::string& shot : shots) EXPECT_EQ(shot.ends_with("_0" + c.ext), c.copies) << shot;
     for (int p = 1; p <= 2; ++p)  // each album picture from its whole screenshot
         EXPECT_EQ(LoadPicture(folder.file("Data Files/BookArt/Photo " + std::to_string(p) + ".bmp")).pixels,
                   ResizePicture(LoadPicture(shots[size_t(p) - 1]), 512, 512).pixels) << shots[size_t(p) - 1];
@@ -241,22 +243,22 @@ TEST_P(MgeSession, TakesEachNewScreenshotOnce) {
 const std::string Stamp = "Morrowind 2020-01-01 00.00.00.000";
 
 INSTANTIATE_TEST_SUITE_P(Rows, MgeSession, ::testing::Values(
-    MgeCase{"png_by_default_stays_in_screenshots", "", true, "screenshots", Stamp + ".png", "screenshots", ".png", "", "1300"},
+    MgeCase{"png_by_default_stays_in_screenshots", "", true, "screenshots", Stamp + ".png", "screenshots", false, ".png", "", "1300"},
     MgeCase{"jpeg_ordinal_moves_from_its_folder",
             "Screenshot Format=JPEG\r\nScreenshot Name Suffix=Ordinal\r\nScreenshot Output Directory=MGE Shots\r\n", true,
-            "MGE Shots", "Morrowind 0007.jpg", "Screenshots", ".jpg", "", "1300"},
+            "MGE Shots", "Morrowind 0007.jpg", "Screenshots", true, ".jpg", "", "1300"},
     MgeCase{"bmp_16_bit_character_and_ordinal",
             "Screenshot Format=BMP\r\nScreenshot Name Suffix=Character Name, Ordinal\r\nScreenshot Name Prefix=Vvardenfell\r\n",
-            true, "Screenshots", "Vvardenfell Nerevar 0001.bmp", "Screenshots", ".bmp", "16"},
+            true, "Screenshots", "Vvardenfell Nerevar 0001.bmp", "Screenshots", false, ".bmp", "16"},
     MgeCase{"dds_game_time_in_a_relative_folder",
             "Screenshot Format=DDS\r\nScreenshot Name Suffix=Character Name, Game Time, Ordinal\r\n"
             "Screenshot Output Directory=.\\shots\r\n",
-            true, "shots", "Morrowind Nerevar, Day 1, 08.00 0001.dds", "Screenshots", ".dds"},
-    MgeCase{"dds_16_bit", "Screenshot Format=dds\r\n", true, "screenshots", Stamp + ".dds", "screenshots", ".dds", "16"},
+            true, "shots", "Morrowind Nerevar, Day 1, 08.00 0001.dds", "Screenshots", true, ".dds"},
+    MgeCase{"dds_16_bit", "Screenshot Format=dds\r\n", true, "screenshots", Stamp + ".dds", "screenshots", false, ".dds", "16"},
     MgeCase{"tga_without_a_prefix", "Screenshot Format=TGA\r\nScreenshot Name Prefix=\r\nScreenshot Name Suffix=Ordinal\r\n",
-            true, "screenshots", "0001.tga", "screenshots", ".tga"},
+            true, "screenshots", "0001.tga", "screenshots", false, ".tga"},
     MgeCase{"installed_but_off_the_games_own_go_on", "Screenshot Format=BMP\r\n", false, "screenshots", Stamp + ".bmp",
-            "screenshots", ".bmp"}),
+            "screenshots", true, ".bmp"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 #ifndef _WIN32  // the open engine's folders come from the environment on Linux only

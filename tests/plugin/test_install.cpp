@@ -86,6 +86,41 @@ TEST(Tool, InstallsOnlyIntoAGameFolder) {
         EXPECT_EQ(folder.exists("game/Data Files/Glintbook.esp"), status == 0);
     }
 }
+
+// The report's last line names the screenshot writer found in the folder and
+// what Glintbook will watch.
+struct Source {
+    const char* name;
+    std::vector<std::pair<std::string, std::string>> files;
+    std::string line;
+};
+void PrintTo(const Source& c, std::ostream* os) { *os << c.name; }
+class ToolReport : public ::testing::TestWithParam<Source> {};
+
+TEST_P(ToolReport, NamesTheScreenshotSource) {
+    test::GameFolder folder;
+    folder.mkdir("game/Data Files");
+    for (const auto& [name, text] : GetParam().files) folder.write("game/" + name, text);
+    std::string out;
+    if (FILE* p = ::popen((std::string(PLUGIN_TOOL_PATH) + " game 2>&1").c_str(), "r")) {
+        for (char buffer[4096]; const size_t n = std::fread(buffer, 1, sizeof buffer, p);) out.append(buffer, n);
+        ::pclose(p);
+    }
+    EXPECT_NE(out.find("\n  " + GetParam().line + "\n"), std::string::npos) << out;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, ToolReport, ::testing::Values(
+    Source{"the_games_own", {{"Morrowind.exe", ""}},
+           "Morrowind saves its screenshots into the game folder: Glintbook takes each new one into the album and moves "
+           "it into Screenshots/."},
+    Source{"mge_xe_by_default", {{"Morrowind.exe", ""}, {"MGE3/MGE.ini", "[Render State]\r\n"}},
+           "MGE XE saves PNG screenshots into screenshots/ (the game folder's Screenshots): Glintbook takes each new one "
+           "into the album and leaves it there as its archive copy."},
+    Source{"mge_xe_elsewhere", {{"Morrowind.exe", ""}, {"MGE3/MGE.ini", "[Render State]\r\nScreenshot Format=Jpeg\r\n"
+                                                                       "Screenshot Output Directory=Shots\\MGE\r\n"}},
+           "MGE XE saves JPEG screenshots into Shots/MGE: Glintbook takes each new one into the album and moves it into "
+           "Screenshots/."}),
+    [](const auto& info) { return std::string(info.param.name); });
 #endif
 
 // Tribunal's size is 0 where it is not installed.

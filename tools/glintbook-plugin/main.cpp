@@ -10,6 +10,7 @@
 #include "platform/files.h"
 #include "platform/game_folder.h"
 #include "plugin/install.h"
+#include "session/shot_source.h"
 
 #include <cstdio>
 #include <exception>
@@ -85,6 +86,8 @@ std::string Report(const std::string& folder, const glintbook::plugin::InstallRe
     for (const auto& [key, count] : counts)
         text += "  " + std::to_string(count) + " " + PartName(key.first) + ": " + OutcomeName(key.second) + "\n";
     for (const std::string& note : report.notes) text += "  " + note + "\n";
+    // What Glintbook will watch in this folder's sessions.
+    text += "  " + glintbook::shots::Describe() + "\n";
 #ifndef _WIN32
     for (char& c : text)
         if (c == '\\') c = '/';  // the game's paths, written the platform's way

@@ -12,13 +12,14 @@ namespace glintbook::processes {
 // executable name. nullopt when no snapshot of the list can be taken.
 std::optional<std::vector<std::string>> ExecutableNames();
 
-// Starts the program at `path` with no arguments, `workingDirectory` as its
+// Starts the program at `path` with `arguments`, `workingDirectory` as its
 // current directory, without waiting for it. On Linux a native executable
 // starts directly and a Windows PE image through `wine` found on PATH.
 // On Windows a program that must run as administrator is started through
 // the shell, which asks the player; false when the player refused. Throws
 // Failure (platform/failure.h) when it cannot be started.
-[[nodiscard]] bool StartProgram(const std::string& path, const std::string& workingDirectory);
+[[nodiscard]] bool StartProgram(const std::string& path, const std::string& workingDirectory,
+                                const std::vector<std::string>& arguments = {});
 
 // The first program file `name` in the folders of PATH, then of `after`; ""
 // when there is none. On Linux only an executable file counts. Empty PATH

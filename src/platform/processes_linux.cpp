@@ -159,7 +159,7 @@ std::optional<std::vector<std::string>> ExecutableNames() {
     return names;
 }
 
-bool StartProgram(const std::string& path, const std::string& workingDirectory) {
+bool StartProgram(const std::string& path, const std::string& workingDirectory, const std::vector<std::string>& arguments) {
     // The child changes directory before exec, so a relative path is made
     // absolute against ours first.
     const std::string program = path.starts_with('/') ? path : files::CurrentDirectory() + "/" + path;
@@ -173,6 +173,7 @@ bool StartProgram(const std::string& path, const std::string& workingDirectory) 
             throw Failure(ErrFileNotFound, path + " is a Windows program and wine was not found on PATH");
         args = {"wine", program};
     }
+    args.insert(args.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
     for (std::string& a : args) argv.push_back(a.data());
     argv.push_back(nullptr);

@@ -83,10 +83,11 @@ DWORD StartThroughShell(const std::string& path, const std::wstring& application
 
 }  // namespace
 
-bool StartProgram(const std::string& path, const std::string& workingDirectory) {
+bool StartProgram(const std::string& path, const std::string& workingDirectory, const std::vector<std::string>& arguments) {
     const std::string program = IsAbsolute(path) ? path : files::CurrentDirectory() + "\\" + path;
     const std::wstring application = windows::Widen(program);
     std::wstring commandLine = L"\"" + application + L"\"";
+    for (const std::string& a : arguments) commandLine += L" \"" + windows::Widen(a) + L"\"";  // none holds a quote
     const std::wstring folder = windows::Widen(workingDirectory);
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;

@@ -19,13 +19,13 @@ namespace {
 // start, or the message that says why there is none.
 struct Game {
     game::Engine engine = game::Engine::Original;
-    std::string program;
+    std::vector<std::string> command;  // the program and its arguments
     std::optional<std::string> message;
 };
 
 Game FindGame() {
     if (const std::string original = files::GamePath(game::Executable); files::FileExists(original))
-        return {game::Engine::Original, original, std::nullopt};
+        return {game::Engine::Original, {original}, std::nullopt};
     switch (const openmw::ConfigState state = openmw::ConfigForThisFolder()) {
     case openmw::ConfigState::Missing:
         return {game::Engine::Original, {}, GameMissingText};
@@ -37,9 +37,10 @@ Game FindGame() {
     case openmw::ConfigState::ThisFolder:
         break;
     }
-    const std::string program = openmw::FindProgram();
-    if (program.empty()) return {game::Engine::Original, {}, OpenEngineMissingText};
-    return {game::Engine::Open, program, std::nullopt};
+    // The engine's program, or flatpak for the Flatpak's.
+    const std::vector<std::string> command = openmw::StartCommand();
+    if (command.empty()) return {game::Engine::Original, {}, OpenEngineMissingText};
+    return {game::Engine::Open, command, std::nullopt};
 }
 
 }  // namespace
@@ -63,7 +64,8 @@ std::optional<std::string> LaunchGame(const Choices& choices) {
         // openmw.cfg went missing or was damaged since it was read above.
         return problem;
     }
-    if (!processes::StartProgram(found.program, files::CurrentDirectory())) return ElevationRefusedText;
+    const std::vector<std::string> arguments(found.command.begin() + 1, found.command.end());
+    if (!processes::StartProgram(found.command.front(), files::CurrentDirectory(), arguments)) return ElevationRefusedText;
     return std::nullopt;
 }
 

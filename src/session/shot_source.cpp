@@ -75,13 +75,21 @@ Source MgeXe(const mge::Settings& settings) {
 Source OpenMw() {
     Source s;
     s.label = "OpenMW";
-    const std::string format = openmw::ScreenshotFormat();
-    s.shots = [format] {
-        return Listed(openmw::ScreenshotFolder(),
-                      [&](const std::string& n) { return openmw::ScreenshotNumber(n, format).has_value(); });
+    const std::string format = openmw::ScreenshotFormat(), folder = openmw::ScreenshotFolder();
+    s.shots = [format, folder] {
+        return Listed(folder, [&](const std::string& n) { return openmw::ScreenshotNumber(n, format).has_value(); });
     };
     s.archive = ArchiveCopy;
     return s;
+}
+
+// OpenMW's launcher writes the content= lines from its own profile when the
+// player saves there, which drops an entry Glintbook made.
+std::string PluginMissingNotice() {
+    const char* plugin = game::WantedPlugin(openmw::ExpansionLoaded());
+    return std::string("OpenMW was started with a load list without ") + plugin +
+           ", so the albums will not be in the game. In OpenMW's launcher, tick " + plugin +
+           " in the Data Files list once; Glintbook still takes this session's screenshots.";
 }
 
 void NoteEarlier(Source& s) {
@@ -103,6 +111,7 @@ Sources SourcesFor(game::Engine engine) {
             return out;
         }
         out.live.push_back(OpenMw());
+        if (!openmw::PluginLoaded()) out.notice = PluginMissingNotice();
     } else {
         // The game's own stay live beside MGE XE's: installed, MGE XE may
         // not be switched on.
@@ -136,8 +145,12 @@ std::string Describe() {
     if (files::FileExists(files::GamePath(game::Executable)))
         return "Morrowind saves its screenshots into the game folder: Glintbook takes each new one into the album "
                "and moves it into Screenshots\\.";
-    return "OpenMW saves " + openmw::ScreenshotFormat() + " screenshots into " + openmw::ScreenshotFolder() +
-           ": Glintbook takes each new one into the album and moves it into Screenshots\\.";
+    std::string text = openmw::FoundInstallation().label + " saves " + openmw::ScreenshotFormat() +
+                       " screenshots into " + openmw::ScreenshotFolder() +
+                       ": Glintbook takes each new one into the album and moves it into Screenshots\\.";
+    if (openmw::ConfigForThisFolder() == openmw::ConfigState::ThisFolder && !openmw::PluginLoaded())
+        text += " " + PluginMissingNotice();
+    return text;
 }
 
 }  // namespace glintbook::shots

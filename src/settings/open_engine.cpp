@@ -23,25 +23,40 @@ namespace {
 namespace fs = std::filesystem;
 using profile::ini::SameName;
 
-#ifdef _WIN32
-std::string UserFolder() {
-    const std::string documents = windows::KnownFolder(FOLDERID_Documents);
-    return documents.empty() ? documents : documents + "\\My Games\\OpenMW";
-}
-#else
 std::string Env(const char* name) {
     const char* v = std::getenv(name);
     return v ? v : "";
 }
 
-// An XDG folder: the variable when it holds an absolute path, else the
-// default below the home folder.
-std::string XdgFolder(const char* variable, const char* fallback) {
-    const std::string set = Env(variable);
-    if (!set.empty() && set.front() == '/') return set + "/openmw";
-    return Env("HOME") + "/" + fallback + "/openmw";
+// `folder` and `name` joined by the system's separator.
+std::string Join(const std::string& folder, std::string_view name, System system) {
+    if (folder.empty()) return "";
+    const char separator = system == System::Windows ? '\\' : '/';
+    return folder + (folder.back() == separator ? "" : std::string(1, separator)) + std::string(name);
 }
+
+#ifdef _WIN32
+constexpr System kThisSystem = System::Windows;
+#elif defined(__APPLE__)
+constexpr System kThisSystem = System::MacOs;
+#else
+constexpr System kThisSystem = System::Linux;
 #endif
+
+std::string Join(const std::string& folder, std::string_view name) { return Join(folder, name, kThisSystem); }
+
+std::string FolderOf(const std::string& path) {
+    const auto cut = path.find_last_of(kThisSystem == System::Windows ? "\\/" : "/");
+    return cut == std::string::npos ? "" : path.substr(0, cut);
+}
+
+Environment ThisEnvironment() {
+    Environment env{Env("HOME"), Env("XDG_CONFIG_HOME"), Env("XDG_DATA_HOME"), {}, FolderOf(FindProgram())};
+#ifdef _WIN32
+    env.documents = windows::KnownFolder(FOLDERID_Documents);
+#endif
+    return env;
+}
 
 std::string_view Trim(std::string_view s) {
     const auto first = s.find_first_not_of(" \t\r\n");
@@ -99,20 +114,94 @@ std::string Normal(const std::string& path) {
 
 }  // namespace
 
-#ifdef _WIN32
-// Without a Documents folder there is no open engine's folder either: the
-// empty paths name nothing, so the load list counts as missing.
-std::string ConfigFolder() { return UserFolder(); }
-std::string ScreenshotFolder() { return UserFolder().empty() ? "" : UserFolder() + "\\screenshots"; }
-std::string ConfigFile() { return ConfigFolder().empty() ? "" : ConfigFolder() + "\\openmw.cfg"; }
-#else
-std::string ConfigFolder() { return XdgFolder("XDG_CONFIG_HOME", ".config"); }
-std::string ScreenshotFolder() { return XdgFolder("XDG_DATA_HOME", ".local/share") + "/screenshots"; }
-std::string ConfigFile() { return ConfigFolder() + "/openmw.cfg"; }
-#endif
+Folders NativeFolders(System system, const Environment& env) {
+    // An XDG variable counts when it holds an absolute path.
+    const auto xdg = [&](const std::string& set, const char* fallback) {
+        return Join(!set.empty() && set.front() == '/' ? set : Join(env.home, fallback, system), "openmw", system);
+    };
+    switch (system) {
+    case System::Linux:
+        return {xdg(env.xdgConfig, ".config"), xdg(env.xdgData, ".local/share"), "/etc/openmw", env.programFolder};
+    case System::Windows: {
+        // Without a Documents folder there is no user folder either: the
+        // empty paths name nothing, so the load list counts as missing.
+        const std::string user = Join(Join(env.documents, "My Games", system), "OpenMW", system);
+        return {user, user, "", env.programFolder};
+    }
+    case System::MacOs:
+        return {Join(env.home, "Library/Preferences/openmw", system),
+                Join(env.home, "Library/Application Support/openmw", system), "/Library/Preferences/openmw",
+                env.programFolder};
+    }
+    return {};
+}
+
+Folders FlatpakFolders(const Environment& env) {
+    const std::string app = Join(env.home, std::string(".var/app/") + FlatpakId, System::Linux);
+    // Inside its sandbox XDG_CONFIG_HOME and XDG_DATA_HOME point here; its
+    // global file lies inside the sandbox, where the default chain leads to
+    // the user's folder.
+    return {app + "/config/openmw", app + "/data/openmw", "", ""};
+}
+
+std::vector<Installation> Installations() {
+    const Environment env = ThisEnvironment();
+    std::vector<Installation> found{{"OpenMW", NativeFolders(kThisSystem, env), false}};
+    if (kThisSystem == System::Linux) {
+        Installation flatpak{"OpenMW (Flatpak)", FlatpakFolders(env), true};
+        if (files::FileExists(Join(flatpak.folders.userConfig, "openmw.cfg"))) found.push_back(std::move(flatpak));
+    }
+    return found;
+}
+
+namespace {
+
+// The time the engine last wrote its log in the user folder, that is, when
+// it last ran; 0 without a log.
+std::int64_t LastStarted(const std::string& userFolder) {
+    for (const auto& e : files::ListFiles(userFolder))
+        if (e.name == "openmw.log") return e.changed;
+    return 0;
+}
+
+bool PlaysThisFolder(const Chain& chain) {
+    const std::string here = Normal(files::GamePath(game::DataFiles));
+    return std::any_of(chain.data.begin(), chain.data.end(), [&](const std::string& d) { return Normal(d) == here; });
+}
+
+}  // namespace
+
+Installation FoundInstallation() {
+    const std::vector<Installation> all = Installations();
+    const Installation* best = nullptr;
+    std::int64_t bestStart = 0;
+    for (const Installation& i : all) {
+        const Chain chain = ReadChain(i.folders);
+        if (!PlaysThisFolder(chain)) continue;
+        const std::int64_t started = LastStarted(chain.userFolder);
+        if (!best || started > bestStart) best = &i, bestStart = started;
+    }
+    return best ? *best : all.front();
+}
+
+namespace {
+
+Chain FoundChain() { return ReadChain(FoundInstallation().folders); }
+
+}  // namespace
+
+std::string ConfigFolder() { return FoundChain().userFolder; }
+std::string ConfigFile() { return Join(ConfigFolder(), "openmw.cfg"); }
+
+std::string ScreenshotFolder() {
+    const std::string userData = FoundChain().userData;
+    const std::string screenshots = Join(userData, "screenshots");
+    // The engine falls back on user-data itself when it cannot make the folder.
+    return files::KindOfPath(screenshots) == files::PathKind::File ? userData : screenshots;
+}
 
 std::string ScreenshotFormat() {
-    const auto text = files::TryReadFile((fs::path(ConfigFolder()) / "settings.cfg").string());
+    const auto text = files::TryReadFile(Join(ConfigFolder(), "settings.cfg"));
     std::string section, format = "png";
     if (!text) return format;
     for (const std::string_view line : Lines(*text)) {
@@ -150,12 +239,16 @@ std::optional<LoadList> ParseConfig(std::string_view text) {
     for (const std::string_view line : Lines(text)) {
         const Entry e = Parse(line);
         if (e.bad) return std::nullopt;
-        if (e.key == "data") {
+        if (e.key == "data" || e.key == "config" || e.key == "user-data") {
             auto path = PathValue(e.value);
             if (!path) return std::nullopt;
-            list.data.push_back(std::move(*path));
+            if (e.key == "data") list.data.push_back(std::move(*path));
+            else if (e.key == "config") list.config.push_back(std::move(*path));
+            else list.userData = std::move(*path);
         } else if (e.key == "content") {
             list.content.emplace_back(e.value);
+        } else if (e.key == "replace") {
+            list.replace.emplace_back(e.value);
         }
     }
     return list;
@@ -163,45 +256,134 @@ std::optional<LoadList> ParseConfig(std::string_view text) {
 
 namespace {
 
-std::optional<LoadList> ReadConfig(bool& missing) {
-    const auto text = files::TryReadFile(ConfigFile());
-    missing = !text;
-    return text ? ParseConfig(*text) : std::nullopt;
+// A path of openmw.cfg as the engine takes it: a token at its start stands
+// for that folder (an unknown one for nothing), a relative path is relative
+// to the folder of the file that names it.
+std::string Resolve(const std::string& value, const std::string& cfgFolder, const Folders& folders) {
+    if (value.starts_with('?')) {
+        const auto end = value.find('?', 1);
+        if (end == std::string::npos) return "";
+        const std::string token = value.substr(0, end + 1), rest = value.substr(end + 1);
+        const std::string base = token == "?local?"        ? folders.local
+                                 : token == "?global?"     ? folders.global
+                                 : token == "?userconfig?" ? folders.userConfig
+                                 : token == "?userdata?"   ? folders.userData
+                                                           : "";
+        return base.empty() || rest.empty() ? base : Join(base, rest);
+    }
+    const bool absolute = value.starts_with('/') || (kThisSystem == System::Windows && value.size() > 1 && value[1] == ':') ||
+                          value.starts_with("\\\\");
+    if (absolute || value.empty()) return value;
+    // "a/b/../c" as "a/c"; through u8 strings, as the names are UTF-8.
+    const std::string joined = Join(cfgFolder, value);
+    const std::u8string normal = fs::path(std::u8string(joined.begin(), joined.end())).lexically_normal().u8string();
+    return std::string(normal.begin(), normal.end());
 }
 
-bool HoldsExpansion(const LoadList& list) {
-    return std::any_of(list.content.begin(), list.content.end(),
+bool Replaces(const LoadList& list, std::string_view what) {
+    return std::any_of(list.replace.begin(), list.replace.end(), [&](const std::string& r) { return r == what; });
+}
+
+bool HoldsExpansion(const std::vector<std::string>& content) {
+    return std::any_of(content.begin(), content.end(),
                        [](const std::string& c) { return SameName(c, game::ExpansionMaster); });
 }
 
 }  // namespace
 
+Chain ReadChain(const Folders& folders) {
+    Chain chain;
+    struct Read {
+        std::string folder;
+        LoadList list;
+    };
+    std::vector<Read> read;
+    // One folder's openmw.cfg; nothing when there is none or it is damaged.
+    const auto load = [&](const std::string& folder) -> std::optional<LoadList> {
+        if (folder.empty()) return std::nullopt;
+        const std::string file = Join(folder, "openmw.cfg");
+        const auto text = files::TryReadFile(file);
+        if (!text) return std::nullopt;
+        auto list = ParseConfig(*text);
+        if (!list && chain.damaged.empty()) chain.damaged = file;
+        return list;
+    };
+    std::string root = folders.local;
+    std::optional<LoadList> first = load(root);
+    if (!first) root = folders.global, first = load(root);
+    std::vector<std::string> active;  // the folders of the chain, as the engine counts them
+    if (first && !first->config.empty()) {
+        active.push_back(root);
+        read.push_back({root, *first});
+        std::vector<std::string> pending;  // a stack: the first named is read first, and what it names before the next
+        const auto name = [&](const Read& r) {
+            for (auto it = r.list.config.rbegin(); it != r.list.config.rend(); ++it)
+                pending.push_back(Resolve(*it, r.folder, folders));
+        };
+        name(read.back());
+        std::vector<std::string> seen{root};
+        while (!pending.empty()) {
+            const std::string folder = pending.back();
+            pending.pop_back();
+            if (folder.empty() || std::find(seen.begin(), seen.end(), folder) != seen.end()) continue;
+            seen.push_back(folder);
+            auto list = load(folder);
+            if (list && Replaces(*list, "config") && read.size() > 1) read.resize(1), active.resize(1);
+            active.push_back(folder);
+            if (list) {
+                read.push_back({folder, std::move(*list)});
+                name(read.back());
+            }
+        }
+    } else {
+        // Before 0.48 (no config= lines), or no file found above the user's:
+        // the user's folder after the global file.
+        if (first) read.push_back({root, *first});
+        active.push_back(folders.userConfig);
+        if (auto user = load(folders.userConfig)) read.push_back({folders.userConfig, std::move(*user)});
+    }
+    chain.userFolder = active.back();
+    chain.userData = folders.userData;
+    for (const Read& r : read) {
+        chain.files.push_back(Join(r.folder, "openmw.cfg"));
+        if (Replaces(r.list, "data")) chain.data.clear();
+        if (Replaces(r.list, "content")) chain.content.clear();
+        for (const std::string& d : r.list.data)
+            if (std::string path = Resolve(d, r.folder, folders); !path.empty()) chain.data.push_back(std::move(path));
+        chain.content.insert(chain.content.end(), r.list.content.begin(), r.list.content.end());
+        if (r.list.userData)
+            if (std::string path = Resolve(*r.list.userData, r.folder, folders); !path.empty()) chain.userData = path;
+    }
+    return chain;
+}
+
 ConfigState ConfigForThisFolder() {
-    bool missing = false;
-    const auto list = ReadConfig(missing);
-    if (missing) return ConfigState::Missing;
-    if (!list) return ConfigState::Damaged;
-    const std::string here = Normal(files::GamePath(game::DataFiles));
-    for (const std::string& data : list->data)
-        if (Normal(data) == here) return ConfigState::ThisFolder;
-    return ConfigState::OtherFolder;
+    const Chain chain = FoundChain();
+    if (files::KindOfPath(Join(chain.userFolder, "openmw.cfg")) != files::PathKind::File) return ConfigState::Missing;
+    if (!chain.damaged.empty()) return ConfigState::Damaged;
+    return PlaysThisFolder(chain) ? ConfigState::ThisFolder : ConfigState::OtherFolder;
 }
 
 std::string LoadListProblem(ConfigState state) {
     switch (state) {
     case ConfigState::Missing: return "OpenMW's load list " + ConfigFile() + " cannot be found";
-    case ConfigState::Damaged:
-        return "OpenMW's load list " + ConfigFile() + " is damaged (a line that is not key=value, or a quote not closed)";
+    case ConfigState::Damaged: {
+        const std::string damaged = FoundChain().damaged;
+        return "OpenMW's load list " + (damaged.empty() ? ConfigFile() : damaged) +
+               " is damaged (a line that is not key=value, or a quote not closed)";
+    }
     case ConfigState::OtherFolder: return "OpenMW's load list " + ConfigFile() + " does not name this folder's Data Files";
     case ConfigState::ThisFolder: break;
     }
     return {};
 }
 
-bool ExpansionLoaded() {
-    bool missing = false;
-    const auto list = ReadConfig(missing);
-    return list && HoldsExpansion(*list);
+bool ExpansionLoaded() { return HoldsExpansion(FoundChain().content); }
+
+bool PluginLoaded() {
+    const Chain chain = FoundChain();
+    const char* wanted = game::WantedPlugin(HoldsExpansion(chain.content));
+    return std::any_of(chain.content.begin(), chain.content.end(), [&](const std::string& c) { return SameName(c, wanted); });
 }
 
 std::optional<std::string> RegisterIn(std::string_view text, std::string_view wanted, std::string_view other) {
@@ -246,7 +428,8 @@ std::optional<std::string> RegisterPlugin() {
     if (!text) return LoadListProblem(ConfigState::Missing) + ", so the plug-in cannot be entered in it.";
     const auto list = ParseConfig(*text);
     if (!list) return LoadListProblem(ConfigState::Damaged) + "; it was left as it is.";
-    const bool expansion = HoldsExpansion(*list);
+    // The expansion may be loaded by a file earlier in the chain.
+    const bool expansion = HoldsExpansion(list->content) || ExpansionLoaded();
     const auto after = RegisterIn(*text, game::WantedPlugin(expansion), game::WantedPlugin(!expansion));
     if (!after) return LoadListProblem(ConfigState::Damaged) + "; it was left as it is.";
     if (*after == *text) return std::nullopt;
@@ -260,6 +443,16 @@ std::string FindProgram() {
     const std::string beside = command_line::ProgramFolder();
     return processes::FindProgram(game::OpenProcessName,
                                   beside.empty() ? std::vector<std::string>{} : std::vector<std::string>{beside});
+}
+
+std::vector<std::string> StartCommand() {
+    if (FoundInstallation().flatpak) {
+        const std::string flatpak = processes::FindProgram("flatpak");
+        if (flatpak.empty()) return {};
+        return {flatpak, "run", FlatpakId};
+    }
+    const std::string program = FindProgram();
+    return program.empty() ? std::vector<std::string>{} : std::vector<std::string>{program};
 }
 
 }  // namespace glintbook::openmw

@@ -85,7 +85,7 @@ TEST_P(MgeFolder, IsFoundAsTheGameFindsIt) {
     EXPECT_EQ(mge::SavesIntoArchive(settings), c.archive);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, MgeFolder, ::testing::Values(
+const Place kPlaces[] = {
     Place{"default_is_screenshots", "", {}, "game/screenshots", true},
     Place{"default_is_the_archive_in_any_case", "", {"game/Screenshots"}, "game/Screenshots", true},
     Place{"relative_with_backslashes", ".\\Shots\\MGE", {"game/shots/mge"}, "game/shots/mge"},
@@ -100,8 +100,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, MgeFolder, ::testing::Values(
     , Place{"drive_letter_no_prefix_maps", "Q:\\Pictures", {}, ""}
     , Place{"network_path", "\\\\server\\share", {}, ""}
 #endif
-    ),
-    [](const auto& info) { return std::string(info.param.name); });
+};
+INSTANTIATE_TEST_SUITE_P(Rows, MgeFolder, ::testing::ValuesIn(kPlaces),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace glintbook::test

@@ -12,6 +12,7 @@
 #include "settings/ini_text.h"
 #include "settings/settings_file.h"
 #include "support/game_kit.h"
+#include "support/open_engine_home.h"
 
 #include <gtest/gtest.h>
 
@@ -261,26 +262,12 @@ INSTANTIATE_TEST_SUITE_P(Rows, MgeSession, ::testing::Values(
             "screenshots", true, ".bmp"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-#ifndef _WIN32  // the open engine's folders come from the environment on Linux only
-// The open engine's user folders inside the test's folder, and its load list.
-struct OpenEngineFolders {
-    explicit OpenEngineFolders(const GameFolder& folder, const std::string& cfg) {
-        SetEnvironment("XDG_CONFIG_HOME", folder.file("config"));
-        SetEnvironment("XDG_DATA_HOME", folder.file("data"));
-        folder.write("config/openmw/openmw.cfg", cfg);
-        folder.mkdir("data/openmw/screenshots");
-    }
-    ~OpenEngineFolders() {
-        SetEnvironment("XDG_CONFIG_HOME", "");
-        SetEnvironment("XDG_DATA_HOME", "");
-    }
-};
-
 // An open engine that plays another folder is not taken: the player hears
 // it once, and nothing is prepared.
 TEST_F(Monitor, AnOpenEngineOfAnotherFolderIsToldOnce) {
     InstallGame(folder, "[Glintbook]\r\nEverRun=1\r\n");
-    OpenEngineFolders open(folder, "data=/somewhere/else/Data Files\ncontent=Morrowind.esm\n");
+    OpenEngineHome home(folder, {{"HOME/.config/openmw/openmw.cfg", "data=/somewhere/else/Data Files\ncontent=Morrowind.esm\n"},
+                                 {"DOCS/My Games/OpenMW/openmw.cfg", "data=/somewhere/else/Data Files\ncontent=Morrowind.esm\n"}});
     EXPECT_EQ(Tick({game::OpenProcessName}), TickOutcome::Notice);
     EXPECT_NE(session.notice.find("does not name this folder's Data Files"), std::string::npos) << session.notice;
     EXPECT_EQ(Tick({game::OpenProcessName}), TickOutcome::Continue);
@@ -288,41 +275,79 @@ TEST_F(Monitor, AnOpenEngineOfAnotherFolderIsToldOnce) {
     EXPECT_EQ(folder.read("Morrowind.ini"), "[Glintbook]\r\nEverRun=1\r\n");
 }
 
-// A whole session with the open engine's stand-in: Start finds no
-// Morrowind.exe but a load list that plays this folder, enters the plug-in
-// there and starts openmw from the PATH; the real process list shows it.
-// Its three screenshots fill album 2, which starts over, and the third is
-// the album's first again; when it quits, the index is stored. A screenshot
-// there before the session stays where it is.
-TEST(OpenEngine, AWholeSessionWithTheStandIn) {
+// A whole session with the open engine's stand-in in each layout: Start finds
+// no Morrowind.exe but a load list that plays this folder, enters the plug-in
+// in the user's openmw.cfg and starts the engine; the process list shows it.
+// Its three screenshots, in the format its settings.cfg names, fill album 2,
+// which starts over, and the third is the album's first again; when it
+// quits, the index is stored. A screenshot there before the session stays.
+// Where the writer stops half way through each file, no half file is taken.
+struct EngineCase {
+    const char* name;
+    std::vector<std::pair<std::string, std::string>> files;
+    std::string config;  // the user's openmw.cfg
+    std::string shots;   // where the engine writes them
+    std::string ext;
+    const char* pause = "";
+};
+void PrintTo(const EngineCase& c, std::ostream* os) { *os << c.name; }
+
+class OpenEngineSession : public ::testing::TestWithParam<EngineCase> {};
+
+TEST_P(OpenEngineSession, FillsTheAlbumWithTheStandIn) {
+    const EngineCase& c = GetParam();
     GameFolder folder;
     InstallGame(folder, "[Glintbook]\r\nEverRun=1\r\nAlbum2Index=23\r\n", Kit{.plugin = false});
     folder.write("Data Files/Glintbook_TB.esp", "");
-    OpenEngineFolders open(folder, "data=\"" + folder.file("Data Files") + "\"\ncontent=Morrowind.esm\ncontent=Tribunal.esm\n");
-    fs::copy_file(fs::path(__FILE__).parent_path() / ".." / ".." / "fuzz/corpus/png/rgb8-8x6.png",
-                  folder.file("data/openmw/screenshots/screenshot000.png"));
-    const std::string path = std::getenv("PATH") ? std::getenv("PATH") : "";
-    SetEnvironment("PATH", fs::path(OPENMW_SIM_PATH).parent_path().string() + ":" + path);
-    SetEnvironment("GAME_SIM_SCRIPT", "wait 1200; shot 640x480; wait 1500; shot 320x200; wait 1500; shot; wait 1500; quit");
-    SetEnvironment("GAME_SIM_LOG", "openmw.log");
+    OpenEngineHome home(folder, c.files, OPENMW_SIM_PATH);
+    fs::create_directories(home.here(c.shots));
+    SaveShot(folder, home.here(c.shots).substr(folder.path().size() + 1) + "/screenshot000" + c.ext, 8, 6);
+    SetEnvironment("GAME_SIM_SCRIPT", "wait 1000; shot 640x480; wait 1200; shot 320x200; wait 1200; shot; wait 1200; quit");
+    SetEnvironment("GAME_SIM_LOG", home.here("ROOT/openmw.log"));
+    SetEnvironment("GAME_SIM_PAUSE_MS", c.pause);
     const Choices choices{2, 512, true};
     EXPECT_EQ(LaunchGame(choices).value_or(""), "");
-    SetEnvironment("PATH", path);
-    SetEnvironment("GAME_SIM_SCRIPT", "");
-    SetEnvironment("GAME_SIM_LOG", "");
-    EXPECT_EQ(folder.read("config/openmw/openmw.cfg"), "data=\"" + folder.file("Data Files") +
-                                                          "\"\ncontent=Morrowind.esm\ncontent=Tribunal.esm\ncontent=Glintbook_TB.esp\n");
+    for (const char* name : {"GAME_SIM_SCRIPT", "GAME_SIM_LOG", "GAME_SIM_PAUSE_MS"}) SetEnvironment(name, "");
+    const std::string cfg = home.here(c.config).substr(folder.path().size() + 1);
+    EXPECT_NE(folder.read(cfg).find("content=Glintbook_TB.esp"), std::string::npos) << folder.read(cfg);
     Session session;
     EXPECT_TRUE(PlayUntilTheEnd(session, choices, folder, game::OpenProcessName, "openmw.log"));
-    EXPECT_EQ(ReadSettingInt(section::Own, "Album2Index"), 1);
-    for (const char* made : {"Data Files/BookArt/Photo 49.bmp", "Data Files/BookArt/Photo 50.bmp",
-                             "Data Files/BookArt/Photo 26.bmp", "Data Files/Textures/qor_tx_photo_48.bmp",
-                             "Data Files/Textures/qor_tx_photo_25.bmp", "Screenshots/screenshot001_2.png",
-                             "data/openmw/screenshots/screenshot000.png"})
-        EXPECT_TRUE(folder.exists(made)) << made;
-    EXPECT_FALSE(folder.exists("data/openmw/screenshots/screenshot001.png"));
+    EXPECT_EQ(ReadSettingInt(section::Own, "Album2Index"), 1) << folder.read("openmw.log");
+    for (const std::string& made : std::vector<std::string>{"Data Files/BookArt/Photo 49.bmp", "Data Files/BookArt/Photo 50.bmp",
+                                   "Data Files/BookArt/Photo 26.bmp", "Data Files/Textures/qor_tx_photo_48.bmp",
+                                   "Data Files/Textures/qor_tx_photo_25.bmp", "Screenshots/screenshot001_0" + c.ext,
+                                   "Screenshots/screenshot001_1" + c.ext, "Screenshots/screenshot001_2" + c.ext})
+        EXPECT_TRUE(folder.exists(made)) << made << "\n" << folder.read("openmw.log");
+    EXPECT_TRUE(fs::exists(home.here(c.shots) + "/screenshot000" + c.ext));
+    EXPECT_FALSE(fs::exists(home.here(c.shots) + "/screenshot001" + c.ext));
+    // Made from the whole last screenshot, however slowly it was written.
+    EXPECT_EQ(LoadPicture(folder.file("Data Files/BookArt/Photo 26.bmp")).pixels,
+              ResizePicture(LoadPicture(folder.file("Screenshots/screenshot001_2" + c.ext)), 512, 512).pixels);
 }
+
+const std::pair<std::string, std::string> Masters{"", "content=Morrowind.esm\ncontent=Tribunal.esm\n"};
+// 0.48 and later: the file beside the program names the user's folder.
+const std::pair<std::string, std::string> Chain048{"BIN/openmw.cfg", "user-data=\"?userdata?\"\nconfig=\"?userconfig?\"\n"};
+
+const EngineCase kEngineCases[] = {
+#ifdef _WIN32
+    EngineCase{"windows_047", {{"DOCS/My Games/OpenMW/openmw.cfg", "data=\"DATA\"\r\n" + Masters.second}},
+               "DOCS/My Games/OpenMW/openmw.cfg", "DOCS/My Games/OpenMW/screenshots", ".png"},
+    EngineCase{"windows_049_unquoted", {Chain048, {"DOCS/My Games/OpenMW/openmw.cfg", "data=DATA\r\n" + Masters.second}},
+               "DOCS/My Games/OpenMW/openmw.cfg", "DOCS/My Games/OpenMW/screenshots", ".png", "1300"},
+#else
+    EngineCase{"quoted_047", {{"HOME/.config/openmw/openmw.cfg", "data=\"DATA\"\n" + Masters.second}},
+               "HOME/.config/openmw/openmw.cfg", "HOME/.local/share/openmw/screenshots", ".png"},
+    EngineCase{"unquoted_049_written_slowly", {Chain048, {"HOME/.config/openmw/openmw.cfg", "data=DATA\n" + Masters.second}},
+               "HOME/.config/openmw/openmw.cfg", "HOME/.local/share/openmw/screenshots", ".png", "1300"},
+    // The Flatpak: flatpak run starts the engine inside its folders.
+    EngineCase{"flatpak", {{"APP/config/openmw/openmw.cfg", "data=DATA\n" + Masters.second},
+                           {"BIN/flatpak", "#!/bin/sh\nXDG_CONFIG_HOME=APP/config XDG_DATA_HOME=APP/data exec BIN/openmw\n"}},
+               "APP/config/openmw/openmw.cfg", "APP/data/openmw/screenshots", ".png"},
 #endif
+};
+INSTANTIATE_TEST_SUITE_P(Rows, OpenEngineSession, ::testing::ValuesIn(kEngineCases),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace glintbook::test

@@ -76,6 +76,8 @@ const Layout kLayouts[] = {
            User + "/openmw.cfg", UserData + "/screenshots"},
     Layout{"unquoted_048", {Local, {User + "/openmw.cfg", "data=DATA\n"}}, State::ThisFolder, User + "/openmw.cfg",
            UserData + "/screenshots"},
+    Layout{"token_of_the_programs_folder", {Local, {User + "/openmw.cfg", "data=?local?../Data Files\n"}}, State::ThisFolder,
+           User + "/openmw.cfg", UserData + "/screenshots"},
     Layout{"relative_to_its_file", {Local, {User + "/openmw.cfg", "data=../../../Data Files\n"}}, State::ThisFolder,
            User + "/openmw.cfg", UserData + "/screenshots"},
     Layout{"chain_through_config_lines",

@@ -2,6 +2,7 @@
 
 #include "support/game_kit.h"
 
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #ifdef _WIN32
@@ -71,9 +72,14 @@ OpenEngineHome::~OpenEngineHome() {
 }
 
 std::string OpenEngineHome::here(std::string text) const {
+    // A token is a word of its own: XDG_DATA_HOME holds neither DATA nor HOME.
+    const auto inWord = [&](size_t at) { return at < text.size() && (std::isalnum(static_cast<unsigned char>(text[at])) || text[at] == '_'); };
     for (const auto& [token, value] : tokens_)
-        for (auto at = text.find(token); at != std::string::npos; at = text.find(token, at + value.size()))
+        for (auto at = text.find(token); at != std::string::npos; at = text.find(token, at + 1)) {
+            if ((at > 0 && inWord(at - 1)) || inWord(at + token.size())) continue;
             text.replace(at, token.size(), value);
+            at += value.size() - 1;
+        }
     return text;
 }
 

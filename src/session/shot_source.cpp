@@ -150,6 +150,8 @@ std::string Describe() {
                        ": Glintbook takes each new one into the album and moves it into Screenshots\\.";
     if (openmw::ConfigForThisFolder() == openmw::ConfigState::ThisFolder && !openmw::PluginLoaded())
         text += " " + PluginMissingNotice();
+    if (openmw::FoundInstallation().flatpak && openmw::FlatpakSeesThisFolder() == false)
+        text += " " + openmw::FlatpakReachText() + ".";
     return text;
 }
 

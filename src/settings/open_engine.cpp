@@ -5,6 +5,7 @@
 #include "platform/processes.h"
 #include "settings/game_files.h"
 #include "settings/ini_text.h"
+#include "settings/profile.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -152,6 +153,55 @@ std::vector<Installation> Installations() {
         if (files::FileExists(Join(flatpak.folders.userConfig, "openmw.cfg"))) found.push_back(std::move(flatpak));
     }
     return found;
+}
+
+std::optional<bool> FlatpakSeesThisFolder() {
+    const std::string home = Env("HOME"), id = FlatpakId;
+    const std::string user = home + "/.local/share/flatpak", system = "/var/lib/flatpak";
+    std::optional<std::string> metadata = files::TryReadFile(user + "/app/" + id + "/current/active/metadata");
+    if (!metadata) metadata = files::TryReadFile(system + "/app/" + id + "/current/active/metadata");
+    if (!metadata) return std::nullopt;
+    // What the app asks for, then what the system's and the player's
+    // overrides grant or take away ("!name"), in that order.
+    std::vector<std::string> granted;
+    const auto read = [&](std::string_view text) {
+        const std::string list(profile::text::GetStringBuffer(text, "Context", "filesystems", "", 1 << 16).text());
+        for (size_t at = 0; at < list.size();) {
+            const size_t end = std::min(list.find(';', at), list.size());
+            std::string entry = list.substr(at, end - at);
+            at = end + 1;
+            entry = entry.substr(0, entry.find(':'));  // :ro, :rw, :create
+            if (entry.starts_with('!')) std::erase(granted, entry.substr(1));
+            else if (!entry.empty()) granted.push_back(entry);
+        }
+    };
+    read(*metadata);
+    for (const std::string& file : {system + "/overrides/global", system + "/overrides/" + id, user + "/overrides/global",
+                                    user + "/overrides/" + id})
+        if (const auto text = files::TryReadFile(file)) read(*text);
+    const std::string game = Normal(files::CurrentDirectory());
+    const std::string dataHome = !Env("XDG_DATA_HOME").empty() ? Env("XDG_DATA_HOME") : home + "/.local/share";
+    const std::string configHome = !Env("XDG_CONFIG_HOME").empty() ? Env("XDG_CONFIG_HOME") : home + "/.config";
+    for (const std::string& entry : granted) {
+        std::string folder;
+        if (entry == "host") return true;
+        if (entry == "home") folder = home;
+        else if (entry.starts_with("~/")) folder = home + entry.substr(1);
+        else if (entry.starts_with('/')) folder = entry;
+        else if (entry.starts_with("xdg-data")) folder = dataHome + entry.substr(8);
+        else if (entry.starts_with("xdg-config")) folder = configHome + entry.substr(10);
+        else if (entry.starts_with("xdg-documents")) folder = home + "/Documents" + entry.substr(13);
+        else if (entry.starts_with("xdg-download")) folder = home + "/Downloads" + entry.substr(12);
+        else continue;
+        const std::string granted = Normal(folder);
+        if (game == granted || game.starts_with(granted + "/")) return true;
+    }
+    return false;
+}
+
+std::string FlatpakReachText() {
+    return "OpenMW's Flatpak cannot see this game folder. Let it, once, with: flatpak override --user --filesystem=\"" +
+           files::CurrentDirectory() + "\" " + std::string(FlatpakId);
 }
 
 namespace {

@@ -44,6 +44,14 @@ std::vector<Installation> Installations();
 // none, the first.
 Installation FoundInstallation();
 
+// Whether the Flatpak's sandbox may see the game folder, by the filesystems
+// its installed metadata and the overrides (flatpak override) grant: host,
+// home, ~/..., absolute folders, xdg-data/... and the like; nothing when its
+// metadata cannot be found.
+std::optional<bool> FlatpakSeesThisFolder();
+// The sentence telling the player how to let it.
+std::string FlatpakReachText();
+
 // The user's configuration folder of the installation found (the last of
 // its chain) and its openmw.cfg, where the launcher writes the load list.
 std::string ConfigFolder();

@@ -108,6 +108,37 @@ const Layout kLayouts[] = {
 INSTANTIATE_TEST_SUITE_P(Rows, OpenEngineLayout, ::testing::ValuesIn(kLayouts),
                          [](const auto& info) { return std::string(info.param.name); });
 
+#ifndef _WIN32
+// Whether the Flatpak's sandbox sees the game folder (the test's folder, the
+// player's home below it), from its metadata and the overrides.
+struct Reach {
+    const char* name;
+    Files files;
+    std::optional<bool> sees;
+};
+void PrintTo(const Reach& c, std::ostream* os) { *os << c.name; }
+
+class FlatpakReach : public ::testing::TestWithParam<Reach> {};
+
+TEST_P(FlatpakReach, FollowsItsPermissions) {
+    GameFolder folder;
+    OpenEngineHome home(folder, GetParam().files);
+    EXPECT_EQ(openmw::FlatpakSeesThisFolder(), GetParam().sees);
+}
+
+const std::string Meta = "HOME/.local/share/flatpak/app/org.openmw.OpenMW/current/active/metadata";
+const std::string Override = "HOME/.local/share/flatpak/overrides/org.openmw.OpenMW";
+
+INSTANTIATE_TEST_SUITE_P(Rows, FlatpakReach, ::testing::Values(
+    Reach{"not_installed_for_this_user", {}, std::nullopt},
+    Reach{"home_does_not_reach_a_folder_outside_it", {{Meta, "[Context]\nfilesystems=home;xdg-data/Steam:ro;\n"}}, false},
+    Reach{"host_reaches_everything", {{Meta, "[Context]\nfilesystems=host;\n"}}, true},
+    Reach{"the_players_override", {{Meta, "[Context]\nfilesystems=home;\n"}, {Override, "[Context]\nfilesystems=ROOT;\n"}}, true},
+    Reach{"a_parent_folder_with_a_tilde", {{Meta, "[Context]\nfilesystems=~/..;\n"}}, true},
+    Reach{"taken_away_again", {{Meta, "[Context]\nfilesystems=host;\n"}, {Override, "[Context]\nfilesystems=!host;\n"}}, false}),
+    [](const auto& info) { return std::string(info.param.name); });
+#endif
+
 // The folders of each system, from the same environment.
 struct Place {
     const char* name;

@@ -22,9 +22,7 @@ namespace {
 constexpr int kFileHeader = 14;
 constexpr int kInfoHeader = 40;
 
-[[noreturn]] void Invalid(const std::string& name, const std::string& why) {
-    throw Failure(ErrInvalidPicture, "Invalid picture: " + name + " (" + why + ")");
-}
+using pictures::Invalid;
 
 std::uint32_t U16(std::string_view b, size_t at) {
     return std::uint32_t(std::uint8_t(b[at])) | std::uint32_t(std::uint8_t(b[at + 1])) << 8;
@@ -102,13 +100,6 @@ bool UseAvx2() {
 #endif
 }
 
-void Bgr24Row(const std::uint8_t* in, Colour* out, int w) {
-    int x = 0;
-#ifdef GB_HAVE_AVX2_KERNEL
-    if (UseAvx2()) x = Bgr24Avx2(in, out, w);
-#endif
-    for (; x < w; ++x) out[x] = FromBgr(in + 3 * x);
-}
 
 // Where a checked file's parts are, as its header and the reader's walk
 // through it place them.
@@ -238,7 +229,7 @@ void DecodeRow(const Layout& l, const std::uint8_t* in, Colour* out, const Chann
         }
         break;
     case 24:
-        Bgr24Row(in, out, w);
+        pictures::Bgr24Row(in, out, w);
         break;
     case 32:
         if (l.info.compression == 0) {
@@ -334,9 +325,7 @@ HeaderInfo CheckHeader(std::string_view bytes, const std::string& name) {
         info.compression = U32(bytes, 30);
     }
     const std::int64_t rows = info.height < 0 ? -info.height : info.height;
-    if (info.width < 1 || rows < 1) Invalid(name, "no pixels");
-    if (info.width > kMaxSide || rows > kMaxSide || info.width * rows > kMaxPixels)
-        Invalid(name, "claims " + std::to_string(info.width) + " x " + std::to_string(rows) + " pixels");
+    pictures::CheckSize(info.width, rows, name);
     if (planes != 1) Invalid(name, std::to_string(planes) + " planes");
 
     const int bpp = info.bitsPerPixel;
@@ -391,12 +380,20 @@ Picture Decode(std::string_view bytes, const std::string& name) {
         for (int i = i0; i < i1; ++i)
             DecodeRow(l, data + l.pixels + size_t(i) * stride, rowOf(l.topDown ? i : h - 1 - i), channels);
     };
-    const int bands = std::min(resample::ThreadsFor(double(w) * double(h), 0), h);
-    if (bands > 1)
-        resample::RunBands(h, bands, rows);
-    else
-        rows(0, h);
+    pictures::InBands(w, h, rows);
     return picture;
 }
 
 }  // namespace glintbook::bmp
+
+namespace glintbook::pictures {
+
+void Bgr24Row(const std::uint8_t* in, Colour* out, int w) {
+    int x = 0;
+#ifdef GB_HAVE_AVX2_KERNEL
+    if (bmp::UseAvx2()) x = bmp::Bgr24Avx2(in, out, w);
+#endif
+    for (; x < w; ++x) out[x] = bmp::FromBgr(in + 3 * x);
+}
+
+}  // namespace glintbook::pictures

@@ -4,9 +4,9 @@
 
 #include "imaging/picture_readers.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
-#include <vector>
 
 namespace glintbook::dds {
 
@@ -20,20 +20,21 @@ constexpr std::uint32_t kPitch = 0x8;           // DDSD_PITCH: the header's pitc
 constexpr std::uint32_t kFourCC = 0x4;          // DDPF_FOURCC
 constexpr std::uint32_t kRgb = 0x40;            // DDPF_RGB
 
-// One channel under its mask, widened to 8 bits (pictures::Widen); a channel
-// wider than 8 bits keeps its top 8.
+// One channel under its mask, widened to 8 bits (pictures::Widen) through a
+// table of its values; a channel wider than 8 bits keeps its top 8.
 struct Channel {
-    int shift = 0, bits = 0;
+    int shift = 0, bits = 0, drop = 0;
     std::uint32_t mask = 0;
+    std::array<std::uint8_t, 256> widened{};
     explicit Channel(std::uint32_t m) : mask(m) {
         while (m && !(m & 1)) ++shift, m >>= 1;
         while (m & 1) ++bits, m >>= 1;
+        drop = shift + std::max(0, bits - 8);
+        const int kept = std::min(bits, 8);
+        for (std::uint32_t v = 0; kept > 0 && v < (1u << kept); ++v) widened[v] = std::uint8_t(pictures::Widen(v, kept));
     }
     bool contiguous() const { return bits > 0 && (mask >> shift) == (std::uint64_t(1) << bits) - 1; }
-    std::uint32_t operator()(std::uint32_t pixel) const {
-        const std::uint32_t v = (pixel & mask) >> shift;
-        return bits > 8 ? v >> (bits - 8) : pictures::Widen(v, bits);
-    }
+    std::uint32_t operator()(std::uint32_t pixel) const { return widened[(pixel & mask) >> drop]; }
 };
 
 std::string FourCC(std::uint32_t code) {
@@ -85,17 +86,12 @@ Picture Decode(std::string_view bytes, const std::string& name) {
     const std::uint8_t* rows = b + kHeader;
     const bool bgr = r == 0xFF0000 && g == 0xFF00 && bl == 0xFF;  // A8R8G8B8, X8R8G8B8, R8G8B8: bytes B, G, R
     const bool rgb = r == 0xFF && g == 0xFF00 && bl == 0xFF0000;  // A8B8G8R8, X8B8G8R8: bytes R, G, B
-    // 16 bits: every pixel value's colour, worked out once.
-    std::vector<Colour> table(bitCount == 16 ? 65536 : 0);
-    for (std::uint32_t v = 0; v < table.size(); ++v)
-        table[v] = channels[0](v) | channels[1](v) << 8 | channels[2](v) << 16;
+    const auto colour = [&](std::uint32_t v) { return channels[0](v) | channels[1](v) << 8 | channels[2](v) << 16; };
     pictures::InBands(w, h, [&](int y0, int y1) {
         for (int y = y0; y < y1; ++y) {
             const std::uint8_t* in = rows + size_t(y) * stride;
             Colour* out = picture.pixels.data() + size_t(y) * size_t(w);
-            if (bitCount == 16) {
-                for (int x = 0; x < w; ++x) out[x] = table[pictures::Le16(in + 2 * x)];
-            } else if (bitCount == 24 && bgr) {
+            if (bitCount == 24 && bgr) {
                 pictures::Bgr24Row(in, out, w);
             } else if (bitCount == 32 && rgb) {
                 for (int x = 0; x < w; ++x) out[x] = Le32(in + 4 * x) & 0xFFFFFF;
@@ -104,8 +100,9 @@ Picture Decode(std::string_view bytes, const std::string& name) {
             } else {
                 for (int x = 0; x < w; ++x) {
                     const std::uint8_t* p = in + size_t(x) * step;
-                    const std::uint32_t v = bitCount == 24 ? p[0] | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 : Le32(p);
-                    out[x] = channels[0](v) | channels[1](v) << 8 | channels[2](v) << 16;
+                    out[x] = colour(bitCount == 16   ? pictures::Le16(p)
+                                    : bitCount == 24 ? p[0] | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16
+                                                     : Le32(p));
                 }
             }
         }

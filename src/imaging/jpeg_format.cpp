@@ -13,6 +13,7 @@
 #include <memory>
 
 #include <jpeglib.h>
+#include <jerror.h>
 
 namespace glintbook::jpeg {
 
@@ -25,12 +26,24 @@ constexpr int kMaxScans = 256;
 struct Errors {
     jpeg_error_mgr manager;
     std::jmp_buf jump;
-    char message[JMSG_LENGTH_MAX];
+    char message[JMSG_LENGTH_MAX + 16];  // "damaged: " and libjpeg's text
 };
 
+// The reason, in the words the Windows reader uses for the same faults.
 [[noreturn]] void Fail(j_common_ptr c) {
     auto* e = reinterpret_cast<Errors*>(c->err);
-    c->err->format_message(c, e->message);
+    const int code = c->err->msg_code;
+    if (code == JWRN_JPEG_EOF) {
+        std::snprintf(e->message, sizeof e->message, "cut short before its end-of-image marker");
+    } else if (code == JERR_BAD_PRECISION) {
+        std::snprintf(e->message, sizeof e->message, "not 8 bits a sample");
+    } else if (code == JERR_EMPTY_IMAGE) {
+        std::snprintf(e->message, sizeof e->message, "no pixels");
+    } else {
+        char text[JMSG_LENGTH_MAX];
+        c->err->format_message(c, text);
+        std::snprintf(e->message, sizeof e->message, "damaged: %s", text);
+    }
     std::longjmp(e->jump, 1);
 }
 
@@ -55,6 +68,7 @@ struct Decoder {
     jpeg_progress_mgr progress{};
     Picture* picture = nullptr;
     const char* refusal = nullptr;  // set instead of decoding
+    size_t trailing = 0;            // bytes after the end-of-image marker
     bool created = false;
     ~Decoder() {
         if (created) jpeg_destroy_decompress(&info);
@@ -99,6 +113,7 @@ bool Run(Decoder& d, const std::uint8_t* data, size_t size, const std::string& n
         for (size_t i = 0, end = size_t(got) * size_t(p.width); i < end; ++i) c[i] &= 0xFFFFFF;
     }
     jpeg_finish_decompress(&info);  // to the end-of-image marker: damage after the last row still counts
+    d.trailing = info.src->bytes_in_buffer;
     return true;
 }
 
@@ -111,6 +126,7 @@ Picture Decode(std::string_view bytes, const std::string& name) {
     d->picture = &picture;
     if (!Run(*d, pictures::Bytes(bytes), bytes.size(), name)) pictures::Invalid(name, d->errors.message);
     if (d->refusal) pictures::Invalid(name, std::string(d->refusal) + ": only YCbCr and greyscale JPEG is read");
+    if (!OnlyPadding(bytes.substr(bytes.size() - d->trailing))) pictures::Invalid(name, "damaged: data after its end-of-image marker");
     return picture;
 }
 

@@ -18,12 +18,15 @@ namespace glintbook {
 
 namespace {
 
-// Windows decodes JPEG with another decoder than libjpeg-turbo
-// (jpeg_format_windows.cpp), held to within this many levels a channel.
+// Linux decodes JPEG with libjpeg-turbo, as the references were made: no
+// difference. Windows decodes with stb_image (jpeg_format_windows.cpp),
+// measured within 3 levels a channel of libjpeg-turbo for every form but
+// 4:2:2, whose chroma it widens differently beside the first and last
+// columns (13 levels there in this file, 7 at most in a 1920 x 1080 scene).
 #ifdef _WIN32
-constexpr int kJpegLevels = 3;
+constexpr int kJpegLevels = 3, kJpeg422Levels = 13;
 #else
-constexpr int kJpegLevels = 0;
+constexpr int kJpegLevels = 0, kJpeg422Levels = 0;
 #endif
 
 std::string Data(const std::string& name) { return test::TestData("pictures/" + name); }
@@ -57,6 +60,7 @@ int Distance(const Picture& a, const Picture& b) {
 
 struct Form {
     std::string file, reference, reader;
+    int levels = 0;  // the largest difference allowed in a channel
 };
 
 class ReaderForm : public ::testing::TestWithParam<Form> {};
@@ -79,7 +83,7 @@ TEST_P(ReaderForm, DecodesLikeTheReference) {
     ASSERT_EQ(ours.height, reference.height);
     const int distance = Distance(ours, reference);
     RecordProperty("distance", distance);
-    EXPECT_LE(distance, form.reader == "JPEG" ? kJpegLevels : 0);
+    EXPECT_LE(distance, form.levels);
     for (Colour c : ours.pixels) ASSERT_EQ(c >> 24, 0u) << "alpha left in a colour";
 }
 
@@ -87,7 +91,8 @@ std::vector<Form> Forms() {
     std::vector<Form> forms;
     for (const char* jpeg : {"jpeg-444", "jpeg-422", "jpeg-420", "jpeg-440", "jpeg-grey", "jpeg-420-progressive",
                              "jpeg-444-progressive", "jpeg-grey-progressive", "jpeg-420-restarts"})
-        forms.push_back({jpeg + std::string(".jpg"), jpeg + std::string(".ppm"), "JPEG"});
+        forms.push_back({jpeg + std::string(".jpg"), jpeg + std::string(".ppm"), "JPEG",
+                         jpeg == std::string("jpeg-422") ? kJpeg422Levels : kJpegLevels});
     const std::pair<const char*, const char*> lossless[] = {
         {"tga-24.tga", "tga-24.ppm"}, {"tga-24-top.tga", "tga-24-top.ppm"}, {"tga-24-rle.tga", "tga-24-rle.ppm"},
         {"tga-32.tga", "tga-32.ppm"}, {"tga-grey.tga", "tga-grey.ppm"}, {"tga-grey-rle.tga", "tga-grey-rle.ppm"},
@@ -141,13 +146,14 @@ std::vector<Damage> Damages() {
     return {
         {"empty", "", "empty file"},
         {"gif", "GIF89a" + std::string(40, '\1'), unclaimed},
-        {"jpeg_cut_in_half", jpeg.substr(0, jpeg.size() / 2), "JPEG"},
-        {"jpeg_without_its_end", jpeg.substr(0, jpeg.size() - 2), "JPEG"},
-        {"jpeg_progressive_cut", progressive.substr(0, progressive.size() * 2 / 3), "JPEG"},
-        {"jpeg_header_only", jpeg.substr(0, sos), "JPEG"},
-        {"jpeg_12_bit", With(jpeg, jpeg.find("\xFF\xC0") + 4, "\x0C"), "precision"},
-        {"jpeg_no_width", With(jpeg, jpeg.find("\xFF\xC0") + 7, std::string(2, '\0')), "JPEG"},
-        {"jpeg_end_inside_the_scan", With(jpeg, sos + 200, "\xFF\xD9"), "JPEG"},
+        {"jpeg_cut_in_half", jpeg.substr(0, jpeg.size() / 2), "cut short"},
+        {"jpeg_without_its_end", jpeg.substr(0, jpeg.size() - 2), "cut short"},
+        {"jpeg_progressive_cut", progressive.substr(0, progressive.size() * 2 / 3), "cut short"},
+        {"jpeg_header_only", jpeg.substr(0, sos), "cut short"},
+        {"jpeg_12_bit", With(jpeg, jpeg.find("\xFF\xC0") + 4, "\x0C"), "not 8 bits a sample"},
+        {"jpeg_no_width", With(jpeg, jpeg.find("\xFF\xC0") + 7, std::string(2, '\0')), "no pixels"},
+        {"jpeg_end_inside_the_scan", With(jpeg, sos + 200, "\xFF\xD9"), "damaged"},
+        {"jpeg_another_file_after_the_end", jpeg + jpeg, "data after its end-of-image marker"},
         {"jpeg_cmyk", Data("jpeg-cmyk.jpg"), "CMYK"},
         {"tga_rows_cut", tga.substr(0, tga.size() - 1), unclaimed},
         {"tga_run_length_cut", rle.substr(0, rle.size() - 2), "truncated run-length data"},

@@ -75,6 +75,21 @@ GB_AVX2 int Bgr24Avx2(const std::uint8_t* in, Colour* out, int w) {
     return x;
 }
 
+// Eight stored 32-bit pixels a step, their first three bytes in `order`
+// (blue, green, red or red, green, blue), the fourth dropped.
+GB_AVX2 int Rgbx32Avx2(const std::uint8_t* in, Colour* out, int w, bool bgr) {
+    const __m256i order = bgr ? _mm256_setr_epi8(2, 1, 0, -1, 6, 5, 4, -1, 10, 9, 8, -1, 14, 13, 12, -1,  //
+                                                 2, 1, 0, -1, 6, 5, 4, -1, 10, 9, 8, -1, 14, 13, 12, -1)
+                              : _mm256_setr_epi8(0, 1, 2, -1, 4, 5, 6, -1, 8, 9, 10, -1, 12, 13, 14, -1,  //
+                                                 0, 1, 2, -1, 4, 5, 6, -1, 8, 9, 10, -1, 12, 13, 14, -1);
+    int x = 0;
+    for (; x + 8 <= w; x += 8) {
+        const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + 4 * x));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x), _mm256_shuffle_epi8(p, order));
+    }
+    return x;
+}
+
 // Eight colours a step to twelve bytes per 128-bit half; each store writes
 // four zero bytes past its twelve, which the next store takes: the steps stop
 // before one would write past `room` bytes.
@@ -233,7 +248,7 @@ void DecodeRow(const Layout& l, const std::uint8_t* in, Colour* out, const Chann
         break;
     case 32:
         if (l.info.compression == 0) {
-            for (int x = 0; x < w; ++x) out[x] = FromBgr(in + 4 * x);
+            pictures::Bgrx32Row(in, out, w);
         } else {
             for (int x = 0; x < w; ++x) {
                 const std::uint8_t* p = in + 4 * x;
@@ -394,6 +409,22 @@ void Bgr24Row(const std::uint8_t* in, Colour* out, int w) {
     if (bmp::UseAvx2()) x = bmp::Bgr24Avx2(in, out, w);
 #endif
     for (; x < w; ++x) out[x] = bmp::FromBgr(in + 3 * x);
+}
+
+void Bgrx32Row(const std::uint8_t* in, Colour* out, int w) {
+    int x = 0;
+#ifdef GB_HAVE_AVX2_KERNEL
+    if (bmp::UseAvx2()) x = bmp::Rgbx32Avx2(in, out, w, true);
+#endif
+    for (; x < w; ++x) out[x] = bmp::FromBgr(in + 4 * x);
+}
+
+void Rgbx32Row(const std::uint8_t* in, Colour* out, int w) {
+    int x = 0;
+#ifdef GB_HAVE_AVX2_KERNEL
+    if (bmp::UseAvx2()) x = bmp::Rgbx32Avx2(in, out, w, false);
+#endif
+    for (; x < w; ++x) out[x] = Le32(in + 4 * x) & 0xFFFFFF;
 }
 
 }  // namespace glintbook::pictures

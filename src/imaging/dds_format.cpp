@@ -94,9 +94,9 @@ Picture Decode(std::string_view bytes, const std::string& name) {
             if (bitCount == 24 && bgr) {
                 pictures::Bgr24Row(in, out, w);
             } else if (bitCount == 32 && rgb) {
-                for (int x = 0; x < w; ++x) out[x] = Le32(in + 4 * x) & 0xFFFFFF;
+                pictures::Rgbx32Row(in, out, w);
             } else if (bitCount == 32 && bgr) {
-                for (int x = 0; x < w; ++x) out[x] = Colour(in[4 * x]) << 16 | Colour(in[4 * x + 1]) << 8 | in[4 * x + 2];
+                pictures::Bgrx32Row(in, out, w);
             } else {
                 for (int x = 0; x < w; ++x) {
                     const std::uint8_t* p = in + size_t(x) * step;

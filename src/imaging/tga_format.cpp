@@ -71,6 +71,7 @@ struct Converter {
 
 void ConvertRow(const Converter& convert, const std::uint8_t* in, Colour* out, int w) {
     if (convert.depth == 24) return pictures::Bgr24Row(in, out, w);
+    if (convert.depth == 32) return pictures::Bgrx32Row(in, out, w);
     const size_t step = size_t(convert.depth + 7) / 8;
     for (int x = 0; x < w; ++x) out[x] = convert(in + size_t(x) * step);
 }
@@ -100,29 +101,37 @@ Picture Decode(std::string_view bytes, const std::string& name) {
         });
     } else {
         // Packets of up to 128 pixels, one repeated or each stored, which may
-        // run on from one row into the next. The stored order is decoded
-        // into place, then the rows are put the right way up.
+        // run on from one row into the next; each is written where it
+        // belongs, a row at a time. A packet past the last pixel is cut.
         const std::uint8_t* in = data;
         const std::uint8_t* end = pictures::Bytes(bytes) + bytes.size();
-        Colour* out = picture.pixels.data();
-        const size_t total = picture.pixels.size();
-        for (size_t done = 0; done < total;) {
+        int i = 0, x = 0;  // the stored row and column
+        Colour* row = rowOf(0);
+        const auto put = [&](size_t count, const auto& span) {  // span(out, n): n pixels to out
+            while (count > 0) {
+                const size_t n = std::min(count, size_t(w - x));
+                span(row + x, n);
+                count -= n;
+                if ((x += int(n)) == w && ++i < ht) x = 0, row = rowOf(i);
+            }
+        };
+        while (i < ht) {
             if (in >= end) Invalid(name, "truncated run-length data");
-            const size_t count = std::min<size_t>((*in & 0x7F) + 1u, total - done);
-            const bool repeated = *in++ & 0x80;
-            const size_t stored = repeated ? step : count * step;
-            if (size_t(end - in) < stored) Invalid(name, "truncated run-length data");
-            if (repeated)
-                std::fill_n(out + done, count, convert(in));
-            else
-                for (size_t k = 0; k < count; ++k) out[done + k] = convert(in + k * step);
-            in += stored;
-            done += count;
+            const bool repeated = *in & 0x80;
+            const size_t left = size_t(ht - 1 - i) * size_t(w) + size_t(w - x);
+            const size_t count = std::min<size_t>((*in++ & 0x7F) + 1u, left);
+            if (size_t(end - in) < (repeated ? step : count * step)) Invalid(name, "truncated run-length data");
+            if (repeated) {
+                const Colour c = convert(in);
+                put(count, [&](Colour* out, size_t n) { std::fill_n(out, n, c); });
+                in += step;
+            } else {
+                put(count, [&](Colour* out, size_t n) {
+                    ConvertRow(convert, in, out, int(n));
+                    in += n * step;
+                });
+            }
         }
-        if (!h.topDown)
-            for (int y = 0; y < ht / 2; ++y)
-                std::swap_ranges(out + size_t(y) * size_t(w), out + size_t(y + 1) * size_t(w),
-                                 out + size_t(ht - 1 - y) * size_t(w));
     }
     if (h.rightToLeft)
         for (int y = 0; y < ht; ++y) std::reverse(picture.pixels.begin() + std::ptrdiff_t(y) * w,

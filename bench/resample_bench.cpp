@@ -1,19 +1,24 @@
-// Times BMP and PNG loading against OpenCV's imread, the resampler against OpenCV's
+// Times BMP, PNG, JPEG, TGA and DDS loading against OpenCV's imread, the resampler against OpenCV's
 // INTER_AREA resize and against the reference per-pixel loop (the tests'
 // oracle), on the same images in one run, and a whole import's picture work
 // against the same done with OpenCV.
 // Prints Markdown tables. OpenCV serves only here, as the yardstick.
 //
-//   glintbook_bench_resample [--quick] [--dir FOLDER]
+//   glintbook_bench_resample [--quick] [--loads] [--dir FOLDER]
+//   glintbook_bench_resample --jpeg-files FOLDER
 //
 // --dir: where the import's BMP files go (default /dev/shm when it exists,
-// else the temporary folder); --quick: fewer repetitions.
+// else the temporary folder); --quick: fewer repetitions; --loads: the
+// loading tables alone. --jpeg-files writes the JPEG loading table's files,
+// each with its decode by libjpeg-turbo as a binary PPM beside it, for the
+// Windows program's decoder to be timed and held to (bench/run).
 //
 // Our thread count is set with SetResampleThreads (resample.h; the
 // environment variable GLINTBOOK_RESAMPLE_THREADS does the same for the
 // program), OpenCV's with cv::setNumThreads.
 #include "imaging/bmp_format.h"
 #include "imaging/picture_io.h"
+#include "imaging/picture_readers.h"
 #include "imaging/png_format.h"
 #include "imaging/resample.h"
 #include "platform/files.h"
@@ -188,6 +193,127 @@ void Decoding(const std::string& dir, int threads) {
     }
 }
 
+// The JPEG, TGA and DDS files of the loading tables, written from the same
+// screenshot-like picture: JPEG by imwrite (libjpeg-turbo, quality 90, 4:2:0
+// chroma, as the open engine's writer and most others default to); TGA as
+// uncompressed 24-bit rows from the bottom and as run-length packets; DDS as
+// D3DX saves an X8R8G8B8 back buffer.
+std::string Le(std::uint32_t v, int bytes) {
+    std::string s;
+    for (int i = 0; i < bytes; ++i, v >>= 8) s += char(v & 0xFF);
+    return s;
+}
+
+std::string Tga(const Picture& p, bool runLength) {
+    std::string out = Le(0, 2) + Le(runLength ? 10 : 2, 1) + Le(0, 9) + Le(p.width, 2) + Le(p.height, 2) + Le(24, 1) + Le(0, 1);
+    const auto bgr = [&](int x, int y) {
+        const auto c = p.at(x, y);
+        return std::string{char(c >> 16), char(c >> 8), char(c)};
+    };
+    for (int y = p.height - 1; y >= 0; --y)
+        for (int x = 0; x < p.width;) {
+            if (!runLength) {
+                out += bgr(x++, y);
+                continue;
+            }
+            int n = 1;  // a packet within the row: a run of one colour, or pixels that differ from the next
+            if (x + 1 < p.width && p.at(x + 1, y) == p.at(x, y)) {
+                while (x + n < p.width && n < 128 && p.at(x + n, y) == p.at(x, y)) ++n;
+                out += char(0x80 | (n - 1));
+                out += bgr(x, y);
+            } else {
+                while (x + n < p.width && n < 128 && p.at(x + n, y) != p.at(x + n - 1, y)) ++n;
+                out += char(n - 1);
+                for (int k = 0; k < n; ++k) out += bgr(x + k, y);
+            }
+            x += n;
+        }
+    return out;
+}
+
+std::string Dds(const Picture& p) {
+    std::string out = "DDS " + Le(124, 4) + Le(0x100F, 4) + Le(p.height, 4) + Le(p.width, 4) + Le(p.width * 4, 4) +
+                      Le(0, 4) + Le(1, 4) + std::string(44, '\0') + Le(32, 4) + Le(0x40, 4) + Le(0, 4) + Le(32, 4) +
+                      Le(0xFF0000, 4) + Le(0xFF00, 4) + Le(0xFF, 4) + Le(0, 4) + Le(0x1000, 4) + std::string(16, '\0');
+    out.reserve(out.size() + p.pixels.size() * 4);
+    for (auto c : p.pixels) out += std::string{char(c >> 16), char(c >> 8), char(c), '\0'};
+    return out;
+}
+
+std::string Jpeg(const Picture& p) {
+    std::vector<std::uint8_t> bytes;
+    cv::imencode(".jpg", ToMat(p), bytes, {cv::IMWRITE_JPEG_QUALITY, 90});
+    return std::string(bytes.begin(), bytes.end());
+}
+
+// Loading JPEG, TGA and DDS. OpenCV reads JPEG (with libjpeg-turbo, as ours
+// does on Linux) but neither TGA nor DDS: for those its yardstick is imread
+// of the same picture as a 24-bit BMP, the nearest form it reads.
+void OtherFormats(const std::string& dir, int threads) {
+    struct Format {
+        const char* name;
+        const char* extension;
+        std::string (*write)(const Picture&);
+    };
+    const Format formats[] = {{"JPEG (quality 90, 4:2:0)", "jpg", [](const Picture& p) { return Jpeg(p); }},
+                              {"TGA (24-bit, uncompressed)", "tga", [](const Picture& p) { return Tga(p, false); }},
+                              {"TGA (24-bit, run-length)", "tga", [](const Picture& p) { return Tga(p, true); }},
+                              {"DDS (X8R8G8B8)", "dds", [](const Picture& p) { return Dds(p); }}};
+    std::printf("\nimread of a TGA file: %s; of a DDS file: %s.\n",
+                cv::haveImageReader(dir + "/x.tga") ? "has a reader" : "no reader in this OpenCV",
+                cv::haveImageReader(dir + "/x.dds") ? "has a reader" : "no reader in this OpenCV");
+    for (const Format& f : formats) {
+        const bool jpeg = f.extension == std::string("jpg");
+        std::printf("\n### Loading %s (ms: median over three alternating blocks, fastest in brackets; file in %s)\n\n",
+                    f.name, dir.c_str());
+        std::printf("| picture | file size | threads | ours: LoadPicture | OpenCV: imread%s | imread / ours | ours: "
+                    "decode from memory | OpenCV: imdecode | imdecode / ours |\n|---|---:|---|---:|---:|---:|---:|---:|---:|\n",
+                    jpeg ? "" : " of the BMP");
+        for (auto [w, h] : {std::pair{800, 600}, {1920, 1080}, {3840, 2160}}) {
+            const Picture scene = SceneLike(w, h);
+            const std::string path = dir + "/glintbook-bench-decode." + f.extension;
+            const std::string bytes = f.write(scene);
+            glintbook::files::WriteFileAtomic(path, bytes);
+            const std::string yardstick = jpeg ? path : dir + "/glintbook-bench-decode.bmp";
+            if (!jpeg) glintbook::SavePicture(scene, yardstick);
+            const std::string yardBytes = glintbook::files::ReadFile(yardstick);
+            const std::vector<std::uint8_t> buffer(yardBytes.begin(), yardBytes.end());
+            for (int t : {1, threads}) {
+                if (t == threads && threads == 1) break;
+                glintbook::SetResampleThreads(t);
+                cv::setNumThreads(t);
+                Picture ours;
+                cv::Mat theirs;
+                const auto [o, c] = TimePair([&] { ours = glintbook::LoadPicture(path); },
+                                             [&] { theirs = cv::imread(yardstick, cv::IMREAD_COLOR); });
+                // JPEG: both are libjpeg-turbo's accurate decode; the others: the picture written.
+                if (DifferingPixels(ours, theirs) != 0) std::printf("**MISMATCH with imread**\n");
+                const auto [od, cd] = TimePair([&] { ours = glintbook::pictures::Decode(bytes, path); },
+                                               [&] { theirs = cv::imdecode(buffer, cv::IMREAD_COLOR); });
+                std::printf("| %dx%d | %.2f MB | %d | %.2f (%.2f) | %.2f (%.2f) | %.2fx | %.2f (%.2f) | %.2f (%.2f) | %.2fx |\n",
+                            w, h, double(bytes.size()) / 1e6, t, o.median, o.min, c.median, c.min, c.median / o.median,
+                            od.median, od.min, cd.median, cd.min, cd.median / od.median);
+            }
+            std::filesystem::remove(path);
+            if (!jpeg) std::filesystem::remove(yardstick);
+        }
+    }
+}
+
+// The JPEG table's files and libjpeg-turbo's decodes of them, for the
+// Windows decoder's timing under Wine.
+void WriteJpegFiles(const std::string& dir) {
+    for (auto [w, h] : {std::pair{800, 600}, {1920, 1080}, {3840, 2160}}) {
+        const std::string name = dir + "/scene-" + std::to_string(w) + "x" + std::to_string(h);
+        const std::string bytes = Jpeg(SceneLike(w, h));
+        glintbook::files::WriteFileAtomic(name + ".jpg", bytes);
+        const Picture p = glintbook::pictures::Decode(bytes, name);
+        std::string ppm = "P6\n" + std::to_string(w) + " " + std::to_string(h) + "\n255\n";
+        for (auto c : p.pixels) ppm += std::string{char(c), char(c >> 8), char(c >> 16)};
+        glintbook::files::WriteFileAtomic(name + ".ppm", ppm);
+    }
+}
+
 void Resampling(int threads) {
     struct Size {
         int w, h;
@@ -299,19 +425,27 @@ void Import(const std::string& dir, int threads, int w, int h, int album) {
 int main(int argc, char** argv) {
     glintbook::KeepPictureMemory();  // as the program does
     std::string dir = std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path().string();
+    bool loads = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--quick") == 0)
             quick = true;
+        else if (std::strcmp(argv[i], "--loads") == 0)
+            loads = true;
         else if (std::strcmp(argv[i], "--dir") == 0 && i + 1 < argc)
             dir = argv[++i];
-        else {
-            std::fprintf(stderr, "usage: glintbook_bench_resample [--quick] [--dir FOLDER]\n");
+        else if (std::strcmp(argv[i], "--jpeg-files") == 0 && i + 1 < argc) {
+            WriteJpegFiles(argv[++i]);
+            return 0;
+        } else {
+            std::fprintf(stderr, "usage: glintbook_bench_resample [--quick] [--loads] [--dir FOLDER] | --jpeg-files FOLDER\n");
             return 2;
         }
     }
     const int threads = int(std::max(1u, std::thread::hardware_concurrency()));
     std::printf("Hardware threads: %d; OpenCV %s\n", threads, CV_VERSION);
     Decoding(dir, threads);
+    OtherFormats(dir, threads);
+    if (loads) return 0;
     Resampling(threads);
     Paced();
     std::printf("\n### Import picture work (ms: median, fastest in brackets, as above; files in %s)\n\n", dir.c_str());

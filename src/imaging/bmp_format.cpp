@@ -22,9 +22,7 @@ namespace {
 constexpr int kFileHeader = 14;
 constexpr int kInfoHeader = 40;
 
-[[noreturn]] void Invalid(const std::string& name, const std::string& why) {
-    throw Failure(ErrInvalidPicture, "Invalid picture: " + name + " (" + why + ")");
-}
+using pictures::Invalid;
 
 std::uint32_t U16(std::string_view b, size_t at) {
     return std::uint32_t(std::uint8_t(b[at])) | std::uint32_t(std::uint8_t(b[at + 1])) << 8;
@@ -77,6 +75,21 @@ GB_AVX2 int Bgr24Avx2(const std::uint8_t* in, Colour* out, int w) {
     return x;
 }
 
+// Eight stored 32-bit pixels a step, their first three bytes in `order`
+// (blue, green, red or red, green, blue), the fourth dropped.
+GB_AVX2 int Rgbx32Avx2(const std::uint8_t* in, Colour* out, int w, bool bgr) {
+    const __m256i order = bgr ? _mm256_setr_epi8(2, 1, 0, -1, 6, 5, 4, -1, 10, 9, 8, -1, 14, 13, 12, -1,  //
+                                                 2, 1, 0, -1, 6, 5, 4, -1, 10, 9, 8, -1, 14, 13, 12, -1)
+                              : _mm256_setr_epi8(0, 1, 2, -1, 4, 5, 6, -1, 8, 9, 10, -1, 12, 13, 14, -1,  //
+                                                 0, 1, 2, -1, 4, 5, 6, -1, 8, 9, 10, -1, 12, 13, 14, -1);
+    int x = 0;
+    for (; x + 8 <= w; x += 8) {
+        const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + 4 * x));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x), _mm256_shuffle_epi8(p, order));
+    }
+    return x;
+}
+
 // Eight colours a step to twelve bytes per 128-bit half; each store writes
 // four zero bytes past its twelve, which the next store takes: the steps stop
 // before one would write past `room` bytes.
@@ -102,13 +115,6 @@ bool UseAvx2() {
 #endif
 }
 
-void Bgr24Row(const std::uint8_t* in, Colour* out, int w) {
-    int x = 0;
-#ifdef GB_HAVE_AVX2_KERNEL
-    if (UseAvx2()) x = Bgr24Avx2(in, out, w);
-#endif
-    for (; x < w; ++x) out[x] = FromBgr(in + 3 * x);
-}
 
 // Where a checked file's parts are, as its header and the reader's walk
 // through it place them.
@@ -238,11 +244,11 @@ void DecodeRow(const Layout& l, const std::uint8_t* in, Colour* out, const Chann
         }
         break;
     case 24:
-        Bgr24Row(in, out, w);
+        pictures::Bgr24Row(in, out, w);
         break;
     case 32:
         if (l.info.compression == 0) {
-            for (int x = 0; x < w; ++x) out[x] = FromBgr(in + 4 * x);
+            pictures::Bgrx32Row(in, out, w);
         } else {
             for (int x = 0; x < w; ++x) {
                 const std::uint8_t* p = in + 4 * x;
@@ -334,9 +340,7 @@ HeaderInfo CheckHeader(std::string_view bytes, const std::string& name) {
         info.compression = U32(bytes, 30);
     }
     const std::int64_t rows = info.height < 0 ? -info.height : info.height;
-    if (info.width < 1 || rows < 1) Invalid(name, "no pixels");
-    if (info.width > kMaxSide || rows > kMaxSide || info.width * rows > kMaxPixels)
-        Invalid(name, "claims " + std::to_string(info.width) + " x " + std::to_string(rows) + " pixels");
+    pictures::CheckSize(info.width, rows, name);
     if (planes != 1) Invalid(name, std::to_string(planes) + " planes");
 
     const int bpp = info.bitsPerPixel;
@@ -391,12 +395,36 @@ Picture Decode(std::string_view bytes, const std::string& name) {
         for (int i = i0; i < i1; ++i)
             DecodeRow(l, data + l.pixels + size_t(i) * stride, rowOf(l.topDown ? i : h - 1 - i), channels);
     };
-    const int bands = std::min(resample::ThreadsFor(double(w) * double(h), 0), h);
-    if (bands > 1)
-        resample::RunBands(h, bands, rows);
-    else
-        rows(0, h);
+    pictures::InBands(w, h, rows);
     return picture;
 }
 
 }  // namespace glintbook::bmp
+
+namespace glintbook::pictures {
+
+void Bgr24Row(const std::uint8_t* in, Colour* out, int w) {
+    int x = 0;
+#ifdef GB_HAVE_AVX2_KERNEL
+    if (bmp::UseAvx2()) x = bmp::Bgr24Avx2(in, out, w);
+#endif
+    for (; x < w; ++x) out[x] = bmp::FromBgr(in + 3 * x);
+}
+
+void Bgrx32Row(const std::uint8_t* in, Colour* out, int w) {
+    int x = 0;
+#ifdef GB_HAVE_AVX2_KERNEL
+    if (bmp::UseAvx2()) x = bmp::Rgbx32Avx2(in, out, w, true);
+#endif
+    for (; x < w; ++x) out[x] = bmp::FromBgr(in + 4 * x);
+}
+
+void Rgbx32Row(const std::uint8_t* in, Colour* out, int w) {
+    int x = 0;
+#ifdef GB_HAVE_AVX2_KERNEL
+    if (bmp::UseAvx2()) x = bmp::Rgbx32Avx2(in, out, w, false);
+#endif
+    for (; x < w; ++x) out[x] = Le32(in + 4 * x) & 0xFFFFFF;
+}
+
+}  // namespace glintbook::pictures

@@ -2,6 +2,7 @@
 // BMP pictures in memory: the encoder behind SavePicture and the checked
 // decoder behind LoadPicture, for code that wants the bytes without a file.
 #include "imaging/picture.h"
+#include "imaging/picture_readers.h"
 
 #include <cstdint>
 #include <string>
@@ -9,10 +10,9 @@
 
 namespace glintbook::bmp {
 
-// Pictures larger than this are refused before anything is decoded: an 8K
-// screenshot (7680 x 4320) fits, a forged header cannot ask for gigabytes.
-constexpr std::int64_t kMaxSide = 32768;
-constexpr std::int64_t kMaxPixels = std::int64_t(1) << 25;
+// The limits every reader shares (picture_readers.h), also by these names.
+using pictures::kMaxPixels;
+using pictures::kMaxSide;
 
 // The picture as an uncompressed 24-bit BMP: a 14-byte file header, a 40-byte
 // BITMAPINFOHEADER, then the rows bottom-up, 3 bytes a pixel (blue, green,

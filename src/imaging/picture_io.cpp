@@ -1,7 +1,7 @@
 #include "imaging/picture_io.h"
 
 #include "imaging/bmp_format.h"
-#include "imaging/png_format.h"
+#include "imaging/picture_readers.h"
 #include "platform/failure.h"
 #include "platform/files.h"
 
@@ -28,14 +28,15 @@ Picture LoadPicture(const std::string& path) {
     // A file longer than the largest picture the decoder accepts, with room
     // for headers, palette and colour profile, is not a picture of ours, and
     // is refused before it is read into memory.
-    constexpr std::uint64_t kMaxFileSize = std::uint64_t(bmp::kMaxPixels) * 4 + (std::uint64_t(1) << 20);
+    constexpr std::uint64_t kMaxFileSize = std::uint64_t(pictures::kMaxPixels) * 4 + (std::uint64_t(1) << 20);
     if (files::FileSize(path).value_or(0) > kMaxFileSize)
         throw Failure(ErrInvalidPicture, "Invalid picture: " + path + " (file too large)");
     // A missing or unreadable file fails here with its own error number.
     // The content, not the name, tells the format: the original engine
-    // writes BMP, the open engine PNG.
+    // writes BMP, the open engine PNG (or JPEG or TGA, as set), graphics
+    // extensions DDS.
     const std::string bytes = files::ReadFile(path);
-    return png::IsPng(bytes) ? png::Decode(bytes, path) : bmp::Decode(bytes, path);
+    return pictures::Decode(bytes, path);
 }
 
 void SavePicture(const Picture& picture, const std::string& path) {

@@ -1,5 +1,5 @@
 #pragma once
-// Loading pictures from BMP and PNG files, saving them as BMP files.
+// Loading pictures from BMP, PNG, JPEG, TGA and DDS files, saving them as BMP files.
 #include "imaging/picture.h"
 
 #include <string>
@@ -11,9 +11,10 @@ namespace glintbook {
 // its start. It changes how the whole process allocates.
 void KeepPictureMemory();
 
-// Loads a BMP or PNG file, told apart by its first bytes. A missing,
-// unreadable, truncated or damaged file, one of another format, or one that
-// claims absurd dimensions, throws Failure (platform/failure.h).
+// Loads a BMP, PNG, JPEG, TGA or DDS file, told apart by its first bytes
+// (picture_readers.h). A missing, unreadable, truncated or damaged file, one
+// of another format, or one that claims absurd dimensions, throws Failure
+// (platform/failure.h).
 Picture LoadPicture(const std::string& path);
 
 // Saves as an uncompressed 24-bit BMP (BITMAPINFOHEADER, bottom-up rows

@@ -5,7 +5,7 @@
 // mingw has no libdeflate, so the Windows program inflates with zlib.
 #include "imaging/png_format.h"
 
-#include "imaging/bmp_format.h"
+#include "imaging/picture_readers.h"
 #include "platform/failure.h"
 
 #include <array>
@@ -26,9 +26,7 @@ namespace {
 
 constexpr char kSignature[8] = {'\x89', 'P', 'N', 'G', '\r', '\n', '\x1a', '\n'};
 
-[[noreturn]] void Invalid(const std::string& name, const std::string& why) {
-    throw Failure(ErrInvalidPicture, "Invalid picture: " + name + " (" + why + ")");
-}
+using pictures::Invalid;
 
 std::uint32_t Be32(const std::uint8_t* p) {
     return std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 | p[3];
@@ -78,9 +76,7 @@ Header ReadHeader(const std::uint8_t* p, const std::string& name) {
     const std::uint32_t w = Be32(p), ht = Be32(p + 4);
     h.depth = p[8];
     h.colourType = p[9];
-    if (w < 1 || ht < 1) Invalid(name, "no pixels");
-    if (w > bmp::kMaxSide || ht > bmp::kMaxSide || std::int64_t(w) * ht > bmp::kMaxPixels)
-        Invalid(name, "claims " + std::to_string(w) + " x " + std::to_string(ht) + " pixels");
+    pictures::CheckSize(w, ht, name);
     h.width = int(w), h.height = int(ht);
     const int d = h.depth;
     bool depthOk = false;

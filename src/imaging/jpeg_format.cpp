@@ -1,0 +1,133 @@
+// The JPEG reader on Linux: libjpeg-turbo from memory, with its accurate
+// integer transform. libjpeg reports an error by calling back, and does not
+// return; the callback jumps back to the one function below that set the
+// jump, which holds nothing a jump could leak, and the failure is thrown
+// from its caller. Every warning counts as damage: libjpeg would otherwise
+// fill a cut file with grey, or decode past a corrupt stretch, and carry on.
+#include "imaging/jpeg_format.h"
+
+#include "imaging/picture_readers.h"
+
+#include <csetjmp>
+#include <cstdio>  // jpeglib.h needs FILE
+#include <memory>
+
+#include <jpeglib.h>
+#include <jerror.h>
+
+namespace glintbook::jpeg {
+
+namespace {
+
+// A progressive file may ask for any number of scans, each a pass over the
+// whole picture: far more than any encoder writes is refused.
+constexpr int kMaxScans = 256;
+
+struct Errors {
+    jpeg_error_mgr manager;
+    std::jmp_buf jump;
+    char message[JMSG_LENGTH_MAX + 16];  // "damaged: " and libjpeg's text
+};
+
+// The reason, in the words the Windows reader uses for the same faults.
+[[noreturn]] void Fail(j_common_ptr c) {
+    auto* e = reinterpret_cast<Errors*>(c->err);
+    const int code = c->err->msg_code;
+    if (code == JWRN_JPEG_EOF) {
+        std::snprintf(e->message, sizeof e->message, "cut short before its end-of-image marker");
+    } else if (code == JERR_BAD_PRECISION) {
+        std::snprintf(e->message, sizeof e->message, "not 8 bits a sample");
+    } else if (code == JERR_EMPTY_IMAGE) {
+        std::snprintf(e->message, sizeof e->message, "no pixels");
+    } else {
+        char text[JMSG_LENGTH_MAX];
+        c->err->format_message(c, text);
+        std::snprintf(e->message, sizeof e->message, "damaged: %s", text);
+    }
+    std::longjmp(e->jump, 1);
+}
+
+void Message(j_common_ptr c, int level) {
+    if (level < 0) Fail(c);  // a warning: data that is corrupt or cut short
+}
+
+void Quiet(j_common_ptr) {}
+
+void Progress(j_common_ptr c) {
+    auto* d = reinterpret_cast<j_decompress_ptr>(c);
+    if (d->input_scan_number > kMaxScans) {
+        auto* e = reinterpret_cast<Errors*>(c->err);
+        std::snprintf(e->message, sizeof e->message, "more than %d scans", kMaxScans);
+        std::longjmp(e->jump, 1);
+    }
+}
+
+struct Decoder {
+    jpeg_decompress_struct info{};
+    Errors errors{};
+    jpeg_progress_mgr progress{};
+    Picture* picture = nullptr;
+    const char* refusal = nullptr;  // set instead of decoding
+    size_t trailing = 0;            // bytes after the end-of-image marker
+    bool created = false;
+    ~Decoder() {
+        if (created) jpeg_destroy_decompress(&info);
+    }
+};
+
+// Runs libjpeg over the bytes into d.picture. False after an error, whose
+// text is in d.errors.message. No object with a destructor lives in this
+// frame: the jump back may come from anywhere inside libjpeg.
+bool Run(Decoder& d, const std::uint8_t* data, size_t size, const std::string& name) {
+    jpeg_decompress_struct& info = d.info;
+    info.err = jpeg_std_error(&d.errors.manager);
+    d.errors.manager.error_exit = Fail;
+    d.errors.manager.emit_message = Message;
+    d.errors.manager.output_message = Quiet;
+    if (setjmp(d.errors.jump)) return false;
+    jpeg_create_decompress(&info);
+    d.created = true;
+    d.progress.progress_monitor = Progress;
+    info.progress = &d.progress;
+    jpeg_mem_src(&info, data, static_cast<unsigned long>(size));
+    jpeg_read_header(&info, TRUE);
+    if (info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK) {
+        d.refusal = "CMYK";
+        return true;
+    }
+    pictures::CheckSize(info.image_width, info.image_height, name);  // throws, between libjpeg's calls
+    info.out_color_space = JCS_EXT_RGBX;  // red, green, blue, 0xFF: a Colour with its top byte set
+    info.dct_method = JDCT_ISLOW;
+    info.do_fancy_upsampling = TRUE;
+    jpeg_start_decompress(&info);
+    Picture& p = *d.picture;
+    p = pictures::Blank(int(info.output_width), int(info.output_height));
+    while (info.output_scanline < info.output_height) {
+        JSAMPROW rows[16];
+        const JDIMENSION first = info.output_scanline;
+        const JDIMENSION n = std::min<JDIMENSION>(16, info.output_height - first);
+        for (JDIMENSION i = 0; i < n; ++i)
+            rows[i] = reinterpret_cast<JSAMPROW>(p.pixels.data() + size_t(first + i) * size_t(p.width));
+        const JDIMENSION got = jpeg_read_scanlines(&info, rows, n);
+        Colour* c = p.pixels.data() + size_t(first) * size_t(p.width);
+        for (size_t i = 0, end = size_t(got) * size_t(p.width); i < end; ++i) c[i] &= 0xFFFFFF;
+    }
+    jpeg_finish_decompress(&info);  // to the end-of-image marker: damage after the last row still counts
+    d.trailing = info.src->bytes_in_buffer;
+    return true;
+}
+
+}  // namespace
+
+Picture Decode(std::string_view bytes, const std::string& name) {
+    if (!IsJpeg(bytes)) pictures::Invalid(name, "not a JPEG file");
+    Picture picture;
+    const auto d = std::make_unique<Decoder>();
+    d->picture = &picture;
+    if (!Run(*d, pictures::Bytes(bytes), bytes.size(), name)) pictures::Invalid(name, d->errors.message);
+    if (d->refusal) pictures::Invalid(name, std::string(d->refusal) + ": only YCbCr and greyscale JPEG is read");
+    if (!OnlyPadding(bytes.substr(bytes.size() - d->trailing))) pictures::Invalid(name, "damaged: data after its end-of-image marker");
+    return picture;
+}
+
+}  // namespace glintbook::jpeg

@@ -1,0 +1,80 @@
+#pragma once
+// Which reader decodes a picture file. Every format LoadPicture takes is
+// recognised by its first bytes, never by the file's name: a player may
+// rename a screenshot, and the engines name theirs by their own settings.
+#include "imaging/band_pool.h"
+#include "imaging/picture.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace glintbook::pictures {
+
+// Shared by every reader: an 8K screenshot (7680 x 4320) fits, a forged
+// header cannot ask for gigabytes.
+constexpr std::int64_t kMaxSide = 32768;
+constexpr std::int64_t kMaxPixels = std::int64_t(1) << 25;
+
+struct Reader {
+    const char* name;                        // "TGA", for the failure's text
+    bool (*claims)(std::string_view bytes);  // by the first bytes alone
+    // Throws Failure(ErrInvalidPicture) naming `name` for anything damaged,
+    // cut short, over the limits above or of a form the reader does not take.
+    Picture (*decode)(std::string_view bytes, const std::string& name);
+};
+
+// Asked in this order: BMP "BM", PNG's signature, JPEG FF D8 FF, DDS "DDS ",
+// then TGA, which has no signature and claims only a header that holds
+// together, after every format that has one.
+std::span<const Reader> Readers();
+
+// The first reader that claims `bytes`; nullptr when none does.
+const Reader* ReaderFor(std::string_view bytes);
+
+// Decodes with the reader that claims `bytes`; bytes no reader claims throw
+// Failure(ErrInvalidPicture) saying which formats were tried.
+Picture Decode(std::string_view bytes, const std::string& name);
+
+// For the readers: the invalid-picture failure, "Invalid picture: NAME (WHY)".
+[[noreturn]] void Invalid(const std::string& name, const std::string& why);
+
+// Throws Invalid unless 1 <= width, height <= kMaxSide and the pixels fit
+// kMaxPixels; the sides may come straight from a header, unchecked.
+void CheckSize(std::int64_t width, std::int64_t height, const std::string& name);
+
+// A new picture of that size (checked by CheckSize first), every pixel 0.
+Picture Blank(int width, int height);
+
+// A channel of `bits` bits (1 to 8) widened to 8 by its share of the range,
+// v * 255 / (2^bits - 1) rounded, as Direct3D reads a 5- or 6-bit channel.
+inline std::uint32_t Widen(std::uint32_t v, int bits) {
+    const std::uint32_t top = (1u << bits) - 1;
+    return (v * 255 + top / 2) / top;
+}
+
+// Blue, green, red bytes, as BMP and TGA store them, to `w` colours; with
+// AVX2 where the processor has it. The same for pixels of four bytes, blue,
+// green, red or red, green, blue first, the fourth ignored.
+void Bgr24Row(const std::uint8_t* in, Colour* out, int w);
+void Bgrx32Row(const std::uint8_t* in, Colour* out, int w);
+void Rgbx32Row(const std::uint8_t* in, Colour* out, int w);
+
+// Runs rows(y0, y1) over [0, h) of a picture `w` pixels wide: in bands on
+// the resampler's threads when the picture is large enough to be worth it.
+template <class Rows>
+void InBands(int w, int h, const Rows& rows) {
+    const int bands = std::min(resample::ThreadsFor(double(w) * double(h), 0), h);
+    if (bands > 1)
+        resample::RunBands(h, bands, rows);
+    else
+        rows(0, h);
+}
+
+inline std::uint32_t Le16(const std::uint8_t* p) { return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8; }
+inline std::uint32_t Le32(const std::uint8_t* p) { return Le16(p) | Le16(p + 2) << 16; }
+inline const std::uint8_t* Bytes(std::string_view b) { return reinterpret_cast<const std::uint8_t*>(b.data()); }
+
+}  // namespace glintbook::pictures

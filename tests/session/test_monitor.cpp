@@ -257,7 +257,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, MgeSession, ::testing::Values(
             true, "shots", "Morrowind Nerevar, Day 1, 08.00 0001.dds", "Screenshots", true, ".dds"},
     MgeCase{"dds_16_bit", "Screenshot Format=dds\r\n", true, "screenshots", Stamp + ".dds", "screenshots", false, ".dds", "16"},
     MgeCase{"tga_without_a_prefix", "Screenshot Format=TGA\r\nScreenshot Name Prefix=\r\nScreenshot Name Suffix=Ordinal\r\n",
-            true, "screenshots", "0001.tga", "screenshots", false, ".tga"},
+            true, "screenshots", "0009.tga", "screenshots", false, ".tga"},
     MgeCase{"installed_but_off_the_games_own_go_on", "Screenshot Format=BMP\r\n", false, "screenshots", Stamp + ".bmp",
             "screenshots", true, ".bmp"}),
     [](const auto& info) { return std::string(info.param.name); });

@@ -148,8 +148,12 @@ std::string Describe() {
     std::string text = openmw::FoundInstallation().label + " saves " + openmw::ScreenshotFormat() +
                        " screenshots into " + openmw::ScreenshotFolder() +
                        ": Glintbook takes each new one into the album and moves it into Screenshots\\.";
-    if (openmw::ConfigForThisFolder() == openmw::ConfigState::ThisFolder && !openmw::PluginLoaded())
-        text += " " + PluginMissingNotice();
+    if (openmw::ConfigForThisFolder() == openmw::ConfigState::ThisFolder && !openmw::PluginLoaded()) {
+        const char* plugin = game::WantedPlugin(openmw::ExpansionLoaded());
+        text += std::string(" Its load list does not hold ") + plugin + " yet: Start enters it; when you start OpenMW "
+                "from its launcher, tick " + plugin + " in the launcher's Data Files list once, as the launcher "
+                "writes the list anew from its own.";
+    }
     if (openmw::FoundInstallation().flatpak && openmw::FlatpakSeesThisFolder() == false)
         text += " " + openmw::FlatpakReachText() + ".";
     return text;

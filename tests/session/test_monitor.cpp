@@ -275,6 +275,17 @@ TEST_F(Monitor, AnOpenEngineOfAnotherFolderIsToldOnce) {
     EXPECT_EQ(folder.read("Morrowind.ini"), "[Glintbook]\r\nEverRun=1\r\n");
 }
 
+// OpenMW's launcher rewrote the load list without the plug-in: the player
+// hears it at the sighting, and the session is taken all the same.
+TEST_F(Monitor, AnOpenEngineWithoutThePluginIsToldAndTaken) {
+    InstallGame(folder, "[Glintbook]\r\nEverRun=1\r\n", Kit{.expansion = true});
+    OpenEngineHome home(folder, {{"HOME/.config/openmw/openmw.cfg", "data=DATA\ncontent=Morrowind.esm\ncontent=Tribunal.esm\n"},
+                                 {"DOCS/My Games/OpenMW/openmw.cfg", "data=DATA\ncontent=Morrowind.esm\ncontent=Tribunal.esm\n"}});
+    EXPECT_EQ(Tick({game::OpenProcessName}), TickOutcome::Notice);
+    EXPECT_NE(session.notice.find("tick Glintbook_TB.esp"), std::string::npos) << session.notice;
+    EXPECT_TRUE(session.gameRunning);
+}
+
 // A whole session with the open engine's stand-in in each layout: Start finds
 // no Morrowind.exe but a load list that plays this folder, enters the plug-in
 // in the user's openmw.cfg and starts the engine; the process list shows it.

@@ -147,7 +147,12 @@ frmMain::frmMain(ShowBox showBox, std::function<void(int)> endProgram)
     Timer1 = new QTimer(this);
     Timer1->setObjectName("Timer1");
     Timer1->setInterval(form::TimerInterval);
-    on(Timer1, &QTimer::timeout, [this] { logic.Timer1_Timer(); });
+    // Queued: the timer's own activation returns before the tick runs. Qt
+    // does not fire a timer again while its last activation is under way,
+    // so a box a tick opens (a notice) would otherwise hold every later tick
+    // until the player closes it, the game's end included.
+    connect(Timer1, &QTimer::timeout, this, [this] { logic.dispatch([this] { logic.Timer1_Timer(); }); },
+            Qt::QueuedConnection);
 
     // The load handler fills the index box before the window is first shown.
     logic.dispatch([this] { logic.Form_Load(); });

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What the bundle's scripts ask of ELF files, read with binutils' readelf.
 # Sourced; PACKAGING is this folder. SYSTEM_LIBRARIES names the list of what
 # is left to the system (the tests hand in others).

@@ -31,6 +31,9 @@ OpenEngineHome::OpenEngineHome(const GameFolder& folder, const std::vector<std::
                                const std::string& program) {
     for (int i = 0; i < 4; ++i) saved_[i] = Get(kVariables[i]);
 #ifdef _WIN32
+    // The test programs run side by side and share the one Documents folder.
+    documents_ = ::CreateMutexW(nullptr, FALSE, L"glintbook-tests-documents-openmw");
+    if (documents_) ::WaitForSingleObject(documents_, INFINITE);
     docs_ = windows::KnownFolder(FOLDERID_Documents);
     const char* exe = "openmw.exe";
     const char separator = ';';
@@ -68,6 +71,7 @@ OpenEngineHome::~OpenEngineHome() {
 #ifdef _WIN32
     std::error_code ec;
     fs::remove_all(fs::path(docs_) / "My Games" / "OpenMW", ec);
+    if (documents_) ::ReleaseMutex(documents_), ::CloseHandle(documents_);
 #endif
 }
 

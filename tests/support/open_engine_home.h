@@ -31,6 +31,7 @@ private:
     std::vector<std::pair<std::string, std::string>> tokens_;
     std::string saved_[4];
     std::string docs_;
+    void* documents_ = nullptr;  // Windows: held while this home owns Documents\My Games\OpenMW
 };
 
 }  // namespace glintbook::test

@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 namespace glintbook::test {
@@ -285,6 +286,35 @@ TEST_F(Monitor, AnOpenEngineWithoutThePluginIsToldAndTaken) {
     EXPECT_NE(session.notice.find("tick Glintbook_TB.esp"), std::string::npos) << session.notice;
     EXPECT_TRUE(session.gameRunning);
 }
+
+// What the engine leaves that is no picture (an empty file, where it found
+// no encoder, or one cut short) never ends the program: when the game has
+// gone it is left where it lies and the session closes as usual.
+class LeftWhereItLies : public ::testing::TestWithParam<std::pair<const char*, std::string>> {};
+
+TEST_P(LeftWhereItLies, WhenTheGameHasGone) {
+    GameFolder folder;
+    InstallGame(folder, "[Glintbook]\r\nEverRun=1\r\nAlbum1Index=3\r\n");
+    OpenEngineHome home(folder, {{"HOME/.config/openmw/openmw.cfg", "data=DATA\ncontent=Glintbook.esp\n"},
+                                 {"DOCS/My Games/OpenMW/openmw.cfg", "data=DATA\ncontent=Glintbook.esp\n"}});
+    Session session;
+    const Choices choices{1, 512, false};
+    MonitorTick(session, choices, ProcessList({game::OpenProcessName}));
+    ASSERT_TRUE(session.gameRunning);
+    const std::string shot = openmw::ScreenshotFolder() + "/screenshot000.png";
+    fs::create_directories(openmw::ScreenshotFolder());
+    { std::ofstream(shot, std::ios::binary) << GetParam().second; }
+    MonitorTick(session, choices, ProcessList({game::OpenProcessName}));
+    EXPECT_THROW(MonitorTick(session, choices, ProcessList({"bash"})), ProgramEnd);
+    EXPECT_TRUE(fs::exists(shot));
+    EXPECT_FALSE(folder.exists("Data Files/BookArt/Photo 4.bmp"));
+    EXPECT_EQ(ReadSettingInt(section::Own, "Album1Index"), 3);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, LeftWhereItLies, ::testing::Values(
+    std::pair<const char*, std::string>{"empty", ""},
+    std::pair<const char*, std::string>{"cut_short", std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR", 16)}),
+    [](const auto& info) { return std::string(info.param.first); });
 
 // A whole session with the open engine's stand-in in each layout: Start finds
 // no Morrowind.exe but a load list that plays this folder, enters the plug-in

@@ -67,13 +67,12 @@ ImportOutcome ImportShot(const Choices& choices, const shots::Source& source, co
     // MGE XE and the open engine do not count in Morrowind.ini; Glintbook
     // moves the counter on for them, as the original engine does after each
     // screenshot.
-    const bool counted = source.counter == shots::Counter::Game;
-    const long long p = ReadSettingInt(section::General, key::ScreenShotIndex) + (counted ? 0LL : 1LL);
+    const long long p = ReadSettingInt(section::General, key::ScreenShotIndex) + 1LL;
     const bool inPlace = source.archive(screenshot, 0).empty();
     TakeIntoAlbum(choices, screenshot, p, [&](long long i) { return source.archive(screenshot, i); }, std::move(loaded));
     // Counted before the screenshot goes: a stop in between takes a picture
     // twice at worst, never writes two onto one number.
-    if (!counted) WriteSetting(section::General, key::ScreenShotIndex, DecimalText(p));
+    WriteSetting(section::General, key::ScreenShotIndex, DecimalText(p));
     if (!inPlace) files::DeleteFile(screenshot);
     return After(choices, p);
 }

@@ -24,9 +24,10 @@ namespace shots {
 struct Source;
 }
 
-// A screenshot of `source` at `screenshot` (a full path, any format the
-// picture loader reads) becomes picture p: "Screen Shot Index" where the
-// game counts, else that + 1, written back before the screenshot goes. The
+// A screenshot of a source that writes in place (MGE XE, the open engine) at
+// `screenshot` (a full path, any format the picture loader reads) becomes
+// picture p, "Screen Shot Index" + 1, written back before the screenshot
+// goes, as these writers do not count. The
 // archive copy keeps its name and format with a serial
 // ("screenshot007_0.png"), unless the screenshot already lies in the archive
 // and stays; then texture p - 1 and book art p as above, the screenshot

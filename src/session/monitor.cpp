@@ -17,11 +17,10 @@ namespace {
 using shots::Source;
 
 // The game names its screenshot once it is written: taken as soon as it is
-// there.
-ImportOutcome TakeNamed(Source& source, const Choices& choices) {
-    for (const std::string& path : source.shots())
-        if (ImportShot(choices, source, path) == ImportOutcome::AlbumClosed) return ImportOutcome::AlbumClosed;
-    return ImportOutcome::Done;
+// there, by the game's own import, which reads the counter once and takes
+// the file that number names, should the game raise it meanwhile.
+ImportOutcome TakeNamed(const Source& source, const Choices& choices) {
+    return source.shots().empty() ? ImportOutcome::Done : ImportScreenshot(choices);
 }
 
 // What a writer that is not done yet may show a reader: a picture cut short,

@@ -42,7 +42,6 @@ Source GameOwn() {
     Source s;
     s.label = "Morrowind";
     s.whole = Whole::WhenNamed;
-    s.counter = Counter::Game;
     s.shots = [] {
         const std::string base = ReadSettingText(section::General, key::ScreenShotBaseName);
         const long long index = ReadSettingInt(section::General, key::ScreenShotIndex);

@@ -15,18 +15,15 @@
 
 namespace glintbook::shots {
 
-// The original engine names a shot only once it is written; the others
-// write in place: a file is whole when its size held above zero for a tick,
-// or when the game has gone.
+// The original engine names a shot only once it is written, and counts its
+// shots in Morrowind.ini itself. The others write in place: a file is whole
+// when its size held above zero for a tick, or when the game has gone; and
+// Glintbook moves the album's count on for them.
 enum class Whole { WhenNamed, WhenSizeHolds };
-// The original engine counts its own shots in Morrowind.ini; for MGE XE and
-// the open engine Glintbook moves the album's count on itself.
-enum class Counter { Game, Glintbook };
 
 struct Source {
     std::string label;  // "MGE XE", "OpenMW": for sentences to the player
     Whole whole = Whole::WhenSizeHolds;
-    Counter counter = Counter::Glintbook;
     // The screenshots there now, full paths, oldest first; never an archive
     // copy, should the archive be the same folder.
     std::function<std::vector<std::string>()> shots;

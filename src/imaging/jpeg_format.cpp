@@ -92,7 +92,7 @@ bool Run(Decoder& d, const std::uint8_t* data, size_t size, const std::string& n
     jpeg_mem_src(&info, data, static_cast<unsigned long>(size));
     jpeg_read_header(&info, TRUE);
     if (info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK) {
-        d.refusal = "CMYK";
+        d.refusal = "CMYK: only YCbCr and greyscale JPEG is read";
         return true;
     }
     pictures::CheckSize(info.image_width, info.image_height, name);  // throws, between libjpeg's calls
@@ -133,7 +133,6 @@ Picture Decode(std::string_view bytes, const std::string& name) {
     const auto d = std::make_unique<Decoder>();
     d->picture = &picture;
     if (!Run(*d, pictures::Bytes(bytes), bytes.size(), name)) pictures::Invalid(name, d->errors.message);
-    if (d->refusal == std::string("CMYK")) pictures::Invalid(name, "CMYK: only YCbCr and greyscale JPEG is read");
     if (d->refusal) pictures::Invalid(name, d->refusal);
     if (!OnlyPadding(bytes.substr(bytes.size() - d->trailing))) pictures::Invalid(name, "damaged: data after its end-of-image marker");
     return picture;

@@ -9,14 +9,6 @@
 #include "imaging/picture_io.h"
 #include "platform/files.h"
 
-#define STB_IMAGE_STATIC
-#define STB_IMAGE_IMPLEMENTATION
-#define STBI_ONLY_JPEG
-#define STBI_NO_STDIO
-#define STBI_NO_LINEAR
-#define STBI_NO_HDR
-#include <stb_image.h>
-
 #include <windows.h>
 #include <wincodec.h>
 
@@ -47,17 +39,6 @@ Picture Ppm(const std::string& bytes) {
         in.read(reinterpret_cast<char*>(rgb), 3);
         c = rgb[0] | Colour(rgb[1]) << 8 | Colour(rgb[2]) << 16;
     }
-    return p;
-}
-
-Picture Stb(const std::string& bytes) {
-    int w = 0, h = 0, n = 0;
-    stbi_uc* rgba = stbi_load_from_memory(reinterpret_cast<const stbi_uc*>(bytes.data()), int(bytes.size()), &w, &h, &n, 4);
-    if (!rgba) return {};
-    Picture p{w, h, std::vector<Colour>(size_t(w) * size_t(h))};
-    std::memcpy(p.pixels.data(), rgba, p.pixels.size() * 4);
-    for (Colour& c : p.pixels) c &= 0xFFFFFF;
-    stbi_image_free(rgba);
     return p;
 }
 
@@ -137,7 +118,7 @@ int main(int argc, char** argv) {
         const Picture reference = Ppm(glintbook::files::ReadFile(path.substr(0, path.size() - 4) + ".ppm"));
         Picture wic, stb, ours;
         const double wicMs = MedianMs([&] { wic = Wic(bytes); }, runs);
-        const double stbMs = MedianMs([&] { stb = Stb(bytes); }, runs);
+        const double stbMs = MedianMs([&] { stb = glintbook::jpeg::DecodeWithStbImage(bytes); }, runs);
         double oursMs = -1;
         std::pair<int, long> oursD{-1, -1};
         try {

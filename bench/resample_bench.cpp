@@ -148,6 +148,41 @@ Picture SceneLike(int w, int h) {
     return p;
 }
 
+// Runs run(t) for one thread and for `threads`, the count set on both sides.
+template <class Run>
+void ForThreads(int threads, const Run& run) {
+    for (int t : {1, threads}) {
+        if (t == threads && threads == 1) break;
+        glintbook::SetResampleThreads(t);
+        cv::setNumThreads(t);
+        run(t);
+    }
+}
+
+// One table row a thread count: LoadPicture of `path` against imread of
+// `yardstick` (the same picture), then the decoding alone from memory,
+// ours of `bytes` against imdecode of the yardstick's; each pair interleaved.
+// The two must give the same colours.
+void LoadRows(int w, int h, const std::string& path, const std::string& yardstick, const std::string& bytes,
+              bool showSize, int threads) {
+    const std::string yardBytes = glintbook::files::ReadFile(yardstick);
+    const std::vector<std::uint8_t> buffer(yardBytes.begin(), yardBytes.end());
+    ForThreads(threads, [&](int t) {
+        Picture ours;
+        cv::Mat theirs;
+        const auto [o, c] = TimePair([&] { ours = glintbook::LoadPicture(path); },
+                                     [&] { theirs = cv::imread(yardstick, cv::IMREAD_COLOR); });
+        if (DifferingPixels(ours, theirs) != 0) std::printf("**MISMATCH with imread**\n");
+        const auto [od, cd] = TimePair([&] { ours = glintbook::pictures::Decode(bytes, path); },
+                                       [&] { theirs = cv::imdecode(buffer, cv::IMREAD_COLOR); });
+        char size[32] = "";
+        if (showSize) std::snprintf(size, sizeof size, "%.2f MB | ", double(bytes.size()) / 1e6);
+        std::printf("| %dx%d | %s%d | %.2f (%.2f) | %.2f (%.2f) | %.2fx | %.2f (%.2f) | %.2f (%.2f) | %.2fx |\n", w, h,
+                    size, t, o.median, o.min, c.median, c.min, c.median / o.median, od.median, od.min, cd.median,
+                    cd.min, cd.median / od.median);
+    });
+}
+
 // Loading a screenshot file from the page cache: a 24-bit BMP (the game's)
 // and an RGB PNG (the open engine's, written by libpng through imwrite at
 // zlib's default level). LoadPicture (the file read whole through the file
@@ -169,25 +204,7 @@ void Decoding(const std::string& dir, int threads) {
                 cv::imwrite(path, ToMat(SceneLike(w, h)), {cv::IMWRITE_PNG_COMPRESSION, 6});
             else
                 glintbook::SavePicture(glintbook::test::RandomPicture(w, h, 99), path);
-            const std::string bytes = glintbook::files::ReadFile(path);
-            const std::vector<std::uint8_t> buffer(bytes.begin(), bytes.end());
-            const auto decode = [&] { return png ? glintbook::png::Decode(bytes, path) : glintbook::bmp::Decode(bytes, path); };
-            for (int t : {1, threads}) {
-                if (t == threads && threads == 1) break;
-                glintbook::SetResampleThreads(t);
-                Picture ours;
-                cv::Mat theirs;
-                const auto [o, c] = TimePair([&] { ours = glintbook::LoadPicture(path); },
-                                             [&] { theirs = cv::imread(path, cv::IMREAD_COLOR); });
-                if (DifferingPixels(ours, theirs) != 0) std::printf("**MISMATCH with imread**\n");
-                const auto [od, cd] = TimePair([&] { ours = decode(); },
-                                               [&] { theirs = cv::imdecode(buffer, cv::IMREAD_COLOR); });
-                char size[32] = "";
-                if (png) std::snprintf(size, sizeof size, "%.2f MB | ", double(bytes.size()) / 1e6);
-                std::printf("| %dx%d | %s%d | %.2f (%.2f) | %.2f (%.2f) | %.2fx | %.2f (%.2f) | %.2f (%.2f) | %.2fx |\n",
-                            w, h, size, t, o.median, o.min, c.median, c.min, c.median / o.median, od.median, od.min,
-                            cd.median, cd.min, cd.median / od.median);
-            }
+            LoadRows(w, h, path, path, glintbook::files::ReadFile(path), png, threads);
             std::filesystem::remove(path);
         }
     }
@@ -276,24 +293,7 @@ void OtherFormats(const std::string& dir, int threads) {
             glintbook::files::WriteFileAtomic(path, bytes);
             const std::string yardstick = jpeg ? path : dir + "/glintbook-bench-decode.bmp";
             if (!jpeg) glintbook::SavePicture(scene, yardstick);
-            const std::string yardBytes = glintbook::files::ReadFile(yardstick);
-            const std::vector<std::uint8_t> buffer(yardBytes.begin(), yardBytes.end());
-            for (int t : {1, threads}) {
-                if (t == threads && threads == 1) break;
-                glintbook::SetResampleThreads(t);
-                cv::setNumThreads(t);
-                Picture ours;
-                cv::Mat theirs;
-                const auto [o, c] = TimePair([&] { ours = glintbook::LoadPicture(path); },
-                                             [&] { theirs = cv::imread(yardstick, cv::IMREAD_COLOR); });
-                // JPEG: both are libjpeg-turbo's accurate decode; the others: the picture written.
-                if (DifferingPixels(ours, theirs) != 0) std::printf("**MISMATCH with imread**\n");
-                const auto [od, cd] = TimePair([&] { ours = glintbook::pictures::Decode(bytes, path); },
-                                               [&] { theirs = cv::imdecode(buffer, cv::IMREAD_COLOR); });
-                std::printf("| %dx%d | %.2f MB | %d | %.2f (%.2f) | %.2f (%.2f) | %.2fx | %.2f (%.2f) | %.2f (%.2f) | %.2fx |\n",
-                            w, h, double(bytes.size()) / 1e6, t, o.median, o.min, c.median, c.min, c.median / o.median,
-                            od.median, od.min, cd.median, cd.min, cd.median / od.median);
-            }
+            LoadRows(w, h, path, yardstick, bytes, true, threads);
             std::filesystem::remove(path);
             if (!jpeg) std::filesystem::remove(yardstick);
         }
@@ -332,10 +332,7 @@ void Resampling(int threads) {
             const char* method = glintbook::resample::MethodName(glintbook::resample::ChosenMethod(s.w, s.h, side, side));
             Picture looped;  // single-threaded, as written
             const Stats loop = Time([&] { looped = glintbook::test::OracleResize(source, side, side); }, 3);
-            for (int t : {1, threads}) {
-                if (t == threads && threads == 1) break;
-                glintbook::SetResampleThreads(t);
-                cv::setNumThreads(t);
+            ForThreads(threads, [&](int t) {
                 Picture ours;
                 cv::Mat theirs;
                 const auto [o, c] = TimePair([&] { ours = glintbook::ResizePicture(source, side, side); },
@@ -348,7 +345,7 @@ void Resampling(int threads) {
                 std::printf("| %dx%d | %d² | %s | %d | %.2f (%.2f) | %.2f (%.2f) | %.1f | %.1fx | %.0fx | %ld of %d |\n",
                             s.w, s.h, side, method, t, o.median, o.min, c.median, c.min, loop.median,
                             c.median / o.median, loop.median / o.median, DifferingPixels(ours, theirs), side * side);
-            }
+            });
         }
     }
 }

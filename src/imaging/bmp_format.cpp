@@ -248,7 +248,7 @@ void DecodeRow(const Layout& l, const std::uint8_t* in, Colour* out, const Chann
         break;
     case 32:
         if (l.info.compression == 0) {
-            pictures::Bgrx32Row(in, out, w);
+            pictures::Rgbx32Row(in, out, w, true);
         } else {
             for (int x = 0; x < w; ++x) {
                 const std::uint8_t* p = in + 4 * x;
@@ -411,20 +411,12 @@ void Bgr24Row(const std::uint8_t* in, Colour* out, int w) {
     for (; x < w; ++x) out[x] = bmp::FromBgr(in + 3 * x);
 }
 
-void Bgrx32Row(const std::uint8_t* in, Colour* out, int w) {
+void Rgbx32Row(const std::uint8_t* in, Colour* out, int w, bool blueFirst) {
     int x = 0;
 #ifdef GB_HAVE_AVX2_KERNEL
-    if (bmp::UseAvx2()) x = bmp::Rgbx32Avx2(in, out, w, true);
+    if (bmp::UseAvx2()) x = bmp::Rgbx32Avx2(in, out, w, blueFirst);
 #endif
-    for (; x < w; ++x) out[x] = bmp::FromBgr(in + 4 * x);
-}
-
-void Rgbx32Row(const std::uint8_t* in, Colour* out, int w) {
-    int x = 0;
-#ifdef GB_HAVE_AVX2_KERNEL
-    if (bmp::UseAvx2()) x = bmp::Rgbx32Avx2(in, out, w, false);
-#endif
-    for (; x < w; ++x) out[x] = Le32(in + 4 * x) & 0xFFFFFF;
+    for (; x < w; ++x) out[x] = blueFirst ? bmp::FromBgr(in + 4 * x) : Le32(in + 4 * x) & 0xFFFFFF;
 }
 
 }  // namespace glintbook::pictures

@@ -93,10 +93,8 @@ Picture Decode(std::string_view bytes, const std::string& name) {
             Colour* out = picture.pixels.data() + size_t(y) * size_t(w);
             if (bitCount == 24 && bgr) {
                 pictures::Bgr24Row(in, out, w);
-            } else if (bitCount == 32 && rgb) {
-                pictures::Rgbx32Row(in, out, w);
-            } else if (bitCount == 32 && bgr) {
-                pictures::Bgrx32Row(in, out, w);
+            } else if (bitCount == 32 && (rgb || bgr)) {
+                pictures::Rgbx32Row(in, out, w, bgr);
             } else {
                 for (int x = 0; x < w; ++x) {
                     const std::uint8_t* p = in + size_t(x) * step;

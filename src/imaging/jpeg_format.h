@@ -28,4 +28,10 @@ inline bool OnlyPadding(std::string_view after) { return after.find_first_not_of
 // either platform for the faults both see.
 Picture Decode(std::string_view bytes, const std::string& name);
 
+#ifdef _WIN32
+// stb_image's decode alone, without the checks Decode makes first; an empty
+// picture when it fails. For the benchmark that chose it.
+Picture DecodeWithStbImage(std::string_view bytes);
+#endif
+
 }  // namespace glintbook::jpeg

@@ -72,16 +72,22 @@ void Walk(std::string_view bytes, const std::string& name) {
 
 }  // namespace
 
-Picture Decode(std::string_view bytes, const std::string& name) {
-    if (!IsJpeg(bytes)) Invalid(name, "not a JPEG file");
-    Walk(bytes, name);
+Picture DecodeWithStbImage(std::string_view bytes) {
     int w = 0, h = 0, channels = 0;
     stbi_uc* rgba = stbi_load_from_memory(pictures::Bytes(bytes), int(bytes.size()), &w, &h, &channels, 4);
-    if (!rgba) Invalid(name, std::string("damaged: ") + stbi_failure_reason());
+    if (!rgba) return {};
     Picture picture = pictures::Blank(w, h);
     std::memcpy(picture.pixels.data(), rgba, picture.pixels.size() * 4);  // red, green, blue, alpha bytes
     stbi_image_free(rgba);
     for (Colour& c : picture.pixels) c &= 0xFFFFFF;
+    return picture;
+}
+
+Picture Decode(std::string_view bytes, const std::string& name) {
+    if (!IsJpeg(bytes)) Invalid(name, "not a JPEG file");
+    Walk(bytes, name);
+    Picture picture = DecodeWithStbImage(bytes);
+    if (picture.pixels.empty()) Invalid(name, std::string("damaged: ") + stbi_failure_reason());
     return picture;
 }
 

@@ -56,11 +56,10 @@ inline std::uint32_t Widen(std::uint32_t v, int bits) {
 }
 
 // Blue, green, red bytes, as BMP and TGA store them, to `w` colours; with
-// AVX2 where the processor has it. The same for pixels of four bytes, blue,
-// green, red or red, green, blue first, the fourth ignored.
+// AVX2 where the processor has it. The same for pixels of four bytes, red,
+// green, blue or (blueFirst) blue, green, red, the fourth ignored.
 void Bgr24Row(const std::uint8_t* in, Colour* out, int w);
-void Bgrx32Row(const std::uint8_t* in, Colour* out, int w);
-void Rgbx32Row(const std::uint8_t* in, Colour* out, int w);
+void Rgbx32Row(const std::uint8_t* in, Colour* out, int w, bool blueFirst);
 
 // Runs rows(y0, y1) over [0, h) of a picture `w` pixels wide: in bands on
 // the resampler's threads when the picture is large enough to be worth it.

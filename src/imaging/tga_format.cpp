@@ -71,7 +71,7 @@ struct Converter {
 
 void ConvertRow(const Converter& convert, const std::uint8_t* in, Colour* out, int w) {
     if (convert.depth == 24) return pictures::Bgr24Row(in, out, w);
-    if (convert.depth == 32) return pictures::Bgrx32Row(in, out, w);
+    if (convert.depth == 32) return pictures::Rgbx32Row(in, out, w, true);
     const size_t step = size_t(convert.depth + 7) / 8;
     for (int x = 0; x < w; ++x) out[x] = convert(in + size_t(x) * step);
 }

@@ -30,7 +30,9 @@ void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long l
         const std::string path = files::ExistingSpelling(files::GamePath(folder));
         if (!files::FolderExists(path)) files::CreateFolder(path);
     }
-    for (long long i = 0; archivePath && !archivePath(0).empty(); ++i) {
+    // No copy path: the screenshot already lies where it is kept.
+    const bool copied = archivePath && !archivePath(0).empty();
+    for (long long i = 0; copied; ++i) {
         const std::string copy = files::ExistingSpelling(files::GamePath(archivePath(i)));
         if (!files::FileExists(copy)) {
             files::CopyFile(screenshot, copy);

@@ -69,11 +69,6 @@ bool CutOrdinal(std::string_view& s) {
     return true;
 }
 
-std::string Lower(std::string s) {
-    for (char& c : s) c = char(c >= 'A' && c <= 'Z' ? c + 32 : c);
-    return s;
-}
-
 bool Absolute(std::string_view p) {
     return (p.size() >= 3 && std::isalpha(static_cast<unsigned char>(p[0])) && p[1] == ':' &&
             (p[2] == '\\' || p[2] == '/')) ||
@@ -178,9 +173,9 @@ bool SavesIntoArchive(const Settings& settings) {
     const auto normal = [](const std::string& p) {
         std::string s = fs::path(p).lexically_normal().string();
         while (s.size() > 1 && (s.back() == '/' || s.back() == '\\')) s.pop_back();
-        return Lower(s);
+        return s;
     };
-    return normal(*folder) == normal(files::GamePath(game::ArchiveFolder));
+    return SameName(normal(*folder), normal(files::GamePath(game::ArchiveFolder)));
 }
 
 std::string FolderAsWritten(const Settings& settings) {

@@ -193,8 +193,8 @@ std::optional<bool> FlatpakSeesThisFolder() {
         else if (entry.starts_with("xdg-documents")) folder = home + "/Documents" + entry.substr(13);
         else if (entry.starts_with("xdg-download")) folder = home + "/Downloads" + entry.substr(12);
         else continue;
-        const std::string granted = Normal(folder);
-        if (game == granted || game.starts_with(granted + "/")) return true;
+        const std::string reach = Normal(folder);
+        if (game == reach || game.starts_with(reach + "/")) return true;
     }
     return false;
 }
@@ -221,24 +221,34 @@ bool PlaysThisFolder(const Chain& chain) {
 
 }  // namespace
 
-Installation FoundInstallation() {
-    const std::vector<Installation> all = Installations();
-    const Installation* best = nullptr;
-    std::int64_t bestStart = 0;
-    for (const Installation& i : all) {
-        const Chain chain = ReadChain(i.folders);
-        if (!PlaysThisFolder(chain)) continue;
-        const std::int64_t started = LastStarted(chain.userFolder);
-        if (!best || started > bestStart) best = &i, bestStart = started;
-    }
-    return best ? *best : all.front();
-}
-
 namespace {
 
-Chain FoundChain() { return ReadChain(FoundInstallation().folders); }
+// The installation Glintbook serves with the chain it was chosen by, read once.
+struct Found {
+    Installation installation;
+    Chain chain;
+};
+
+Found FindInstallation() {
+    std::vector<Installation> all = Installations();
+    std::optional<Found> best;
+    std::int64_t bestStart = 0;
+    for (Installation& i : all) {
+        Chain chain = ReadChain(i.folders);
+        if (!PlaysThisFolder(chain)) continue;
+        const std::int64_t started = LastStarted(chain.userFolder);
+        if (!best || started > bestStart) best = Found{std::move(i), std::move(chain)}, bestStart = started;
+    }
+    if (best) return std::move(*best);
+    Chain chain = ReadChain(all.front().folders);
+    return {std::move(all.front()), std::move(chain)};
+}
+
+Chain FoundChain() { return FindInstallation().chain; }
 
 }  // namespace
+
+Installation FoundInstallation() { return FindInstallation().installation; }
 
 std::string ConfigFolder() { return FoundChain().userFolder; }
 std::string ConfigFile() { return Join(ConfigFolder(), "openmw.cfg"); }

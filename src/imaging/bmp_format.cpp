@@ -127,9 +127,9 @@ struct Layout {
     size_t pixels = 0;                   // where the pixel data starts
 };
 
-Layout Locate(std::string_view bytes, const std::string& name) {
+Layout Locate(std::string_view bytes, std::uint64_t fileSize, const std::string& name) {
     Layout l;
-    l.info = CheckHeader(bytes, name);
+    l.info = CheckHeader(bytes, fileSize, name);
     const HeaderInfo& info = l.info;
     l.width = int(info.width);
     l.height = int(info.height < 0 ? -info.height : info.height);
@@ -144,14 +144,14 @@ Layout Locate(std::string_view bytes, const std::string& name) {
         if (colours > 256) Invalid(name, std::to_string(colours) + " palette colours");
         const size_t entry = info.headerSize == 12 ? 3 : 4;
         // At least one byte must follow the table.
-        if (at + colours * entry >= bytes.size()) Invalid(name, "truncated palette");
+        if (at + colours * entry >= fileSize) Invalid(name, "truncated palette");
         for (std::uint32_t i = 0; i < colours; ++i, at += entry)
             l.palette[i] = FromBgr(reinterpret_cast<const std::uint8_t*>(bytes.data()) + at);
     } else if (info.compression == 3) {
         if (info.headerSize >= 108) {
             for (int c = 0; c < 3; ++c) l.masks[c] = U32(bytes, 54 + 4 * size_t(c));
         } else {
-            if (at + 12 > bytes.size()) Invalid(name, "truncated bit-field masks");
+            if (at + 12 > fileSize) Invalid(name, "truncated bit-field masks");
             for (int c = 0; c < 3; ++c, at += 4) l.masks[c] = U32(bytes, at);
         }
         const std::uint32_t alpha = info.headerSize >= 108 ? U32(bytes, 66) : 0;
@@ -315,6 +315,10 @@ std::string Encode24(const Picture& picture) {
 }
 
 HeaderInfo CheckHeader(std::string_view bytes, const std::string& name) {
+    return CheckHeader(bytes, bytes.size(), name);
+}
+
+HeaderInfo CheckHeader(std::string_view bytes, std::uint64_t fileSize, const std::string& name) {
     if (bytes.size() < 2 || bytes[0] != 'B' || bytes[1] != 'M') Invalid(name, "not a BMP file");
     if (bytes.size() < kFileHeader + 16) Invalid(name, "truncated header");
     HeaderInfo info;
@@ -351,18 +355,33 @@ HeaderInfo CheckHeader(std::string_view bytes, const std::string& name) {
     if (info.compression != 0 && !rle && !fields) Invalid(name, "unsupported compression");
     if (rle && info.height < 0) Invalid(name, "compressed rows stored top-down");
 
-    if (info.pixelOffset < kFileHeader + size || info.pixelOffset >= bytes.size())
+    if (info.pixelOffset < kFileHeader + size || info.pixelOffset >= fileSize)
         Invalid(name, "pixel data outside the file");
     if (!rle) {
         const std::int64_t stride = (info.width * bpp + 31) / 32 * 4;
-        if (std::int64_t(info.pixelOffset) + stride * rows > std::int64_t(bytes.size()))
+        if (std::uint64_t(info.pixelOffset) + std::uint64_t(stride * rows) > fileSize)
             Invalid(name, "truncated pixel data");
     }
     return info;
 }
 
+std::optional<pictures::RowLayout> Rows(std::string_view head, std::uint64_t fileSize, const std::string& name) {
+    const Layout l = Locate(head, fileSize, name);
+    if (l.info.compression == 1 || l.info.compression == 2) return std::nullopt;
+    pictures::RowLayout rows;
+    rows.width = l.width;
+    rows.height = l.height;
+    rows.offset = l.pixels;
+    rows.stride = (std::uint64_t(l.width) * std::uint64_t(l.info.bitsPerPixel) + 31) / 32 * 4;
+    rows.rowBytes = rows.stride;  // the header's check wants every row's padding there too
+    rows.bottomUp = !l.topDown;
+    rows.convert = [l, channels = std::array{Channel(l.masks[0]), Channel(l.masks[1]), Channel(l.masks[2])}](
+                       const std::uint8_t* in, Colour* out) { DecodeRow(l, in, out, channels.data()); };
+    return rows;
+}
+
 Picture Decode(std::string_view bytes, const std::string& name) {
-    const Layout l = Locate(bytes, name);
+    const Layout l = Locate(bytes, bytes.size(), name);
     const int w = l.width, h = l.height;
     const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
     Picture picture;

@@ -37,6 +37,9 @@ struct HeaderInfo {
 // `name` names the file in the message of the Failure(ErrInvalidPicture)
 // thrown otherwise.
 HeaderInfo CheckHeader(std::string_view bytes, const std::string& name);
+// The same for a file of `fileSize` bytes of which `head` holds the first
+// min(fileSize, kHeadBytes).
+HeaderInfo CheckHeader(std::string_view head, std::uint64_t fileSize, const std::string& name);
 
 // Decodes BMP bytes once CheckHeader has passed them: 1, 4 and 8 bits with a
 // colour table (indices past a short table read black), 16 and 32 bits plain
@@ -46,5 +49,9 @@ HeaderInfo CheckHeader(std::string_view bytes, const std::string& name);
 // fit, rows or a compressed stream cut short, throws
 // Failure(ErrInvalidPicture).
 Picture Decode(std::string_view bytes, const std::string& name);
+
+// Where an uncompressed file's rows lie, after the checks Decode makes of
+// its header (the same failures); nothing for a compressed one.
+std::optional<pictures::RowLayout> Rows(std::string_view head, std::uint64_t fileSize, const std::string& name);
 
 }  // namespace glintbook::bmp

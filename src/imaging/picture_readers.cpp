@@ -16,7 +16,7 @@ namespace {
 bool IsBmp(std::string_view b) { return b.size() >= 2 && b[0] == 'B' && b[1] == 'M'; }
 
 constexpr std::array kReaders{
-    Reader{"BMP", IsBmp, bmp::Decode},
+    Reader{"BMP", IsBmp, bmp::Decode, bmp::Rows},
     Reader{"PNG", png::IsPng, png::Decode},
     Reader{"JPEG", jpeg::IsJpeg, jpeg::Decode},
     Reader{"DDS", dds::IsDds, dds::Decode},

@@ -4,6 +4,7 @@
 // rename a screenshot, and the engines name theirs by their own settings.
 #include "imaging/band_pool.h"
 #include "imaging/picture.h"
+#include "imaging/picture_rows.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -24,6 +25,12 @@ struct Reader {
     // Throws Failure(ErrInvalidPicture) naming `name` for anything damaged,
     // cut short, over the limits above or of a form the reader does not take.
     Picture (*decode)(std::string_view bytes, const std::string& name);
+    // For forms whose rows can be read in place: checks the header (`head`,
+    // the file's first min(size, kHeadBytes) bytes, against the whole file's
+    // size) as decode would, throwing the same Failure, and says where the
+    // rows are; nothing for a form that must be decoded whole. Null for
+    // formats that are always decoded whole.
+    std::optional<RowLayout> (*layout)(std::string_view head, std::uint64_t fileSize, const std::string& name) = nullptr;
 };
 
 // Asked in this order: BMP "BM", PNG's signature, JPEG FF D8 FF, DDS "DDS ",

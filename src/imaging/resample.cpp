@@ -28,16 +28,6 @@ const char* MethodName(Method method) {
 
 namespace {
 
-// What a call decides before making any pixel: the method and, for the
-// whole-number methods, their plan and tables, each built once.
-struct Setup {
-    bool applies = false;
-    Method method = Method::Faithful;
-    std::optional<ExactPlan> plan;
-    Avx2TablesPtr rows;
-    std::unique_ptr<ColumnTables> columns;  // for either columns-first kernel
-};
-
 // Columns first needs a target at least as wide as the source (then each
 // target column has at most two source pixels) and tables that fit.
 std::unique_ptr<ColumnTables> ColumnTablesFor(const ExactPlan& plan, int W, int w, int lanes) {
@@ -45,9 +35,11 @@ std::unique_ptr<ColumnTables> ColumnTablesFor(const ExactPlan& plan, int W, int 
     return BuildColumnTables(plan.grid, plan.ax, plan.ay.taps, W, w, lanes);
 }
 
-// Sets up `wanted`, or with Automatic the fastest method that applies.
-Setup Prepare(int W, int H, int w, int h, Method wanted) {
-    Setup s;
+}  // namespace
+
+Prepared Prepare(int W, int H, int w, int h, Method wanted) {
+    Prepared s;
+    s.W = W, s.H = H, s.w = w, s.h = h;
     if (W < 1 || H < 1 || w < 1 || h < 1) return s;
     const Grid grid = ExactGrid(W, H, w, h);
     if (wanted == Method::Faithful || (wanted == Method::Automatic && !grid.exact)) {
@@ -95,7 +87,44 @@ Setup Prepare(int W, int H, int w, int h, Method wanted) {
     return s;
 }
 
-}  // namespace
+std::pair<int, int> Prepared::SourceSpan(int y) const {
+    if (method == Method::Faithful) {
+        // A row's entries run through its source rows in order.
+        return {faithfulY.index[size_t(faithfulY.first[size_t(y)])],
+                faithfulY.index[size_t(faithfulY.first[size_t(y) + 1]) - 1] + 1};
+    }
+    const int start = plan->ay.start[size_t(y)];
+    return {start, start + plan->ay.taps};
+}
+
+double Prepared::Work() const {
+    const double targetPixels = double(w) * double(h);
+    switch (method) {
+    // Every (column, row) entry pair is one multiply-add per channel.
+    case Method::Faithful: return double(faithfulX.index.size()) * double(faithfulY.index.size()) * 3;
+    case Method::ExactScalar: return double(W) * double(H + h) * 3 + targetPixels * plan->ax.taps * 3;
+    // Vectors of 16 channel values vertically, of two target pixels
+    // horizontally.
+    case Method::ExactAvx2: return double(W) * double(H + h) / 4 + targetPixels * plan->ax.taps / 4 + targetPixels;
+    // Eight target columns a vector: once per source row, then per target
+    // row once per source row under it.
+    case Method::ExactAvx2Columns: return double(H) * w / 4 + targetPixels * plan->ay.taps / 4 + targetPixels / 2;
+    case Method::ExactAvx512Columns: return double(H) * w / 8 + targetPixels * plan->ay.taps / 8 + targetPixels / 4;
+    case Method::Automatic: break;  // never chosen
+    }
+    return targetPixels;
+}
+
+void Prepared::Fill(const SourceRows& source, Picture& target, int y0, int y1) const {
+    switch (method) {
+    case Method::Faithful: FaithfulRows(source, target, faithfulX, faithfulY, y0, y1); break;
+    case Method::ExactScalar: ExactRowsScalar(source, target, *plan, y0, y1); break;
+    case Method::ExactAvx2: ExactRowsAvx2(source, target, *plan, *rows, y0, y1); break;
+    case Method::ExactAvx2Columns: ExactColumnsAvx2(source, target, *plan, *columns, y0, y1); break;
+    case Method::ExactAvx512Columns: ExactColumnsAvx512(source, target, *plan, *columns, y0, y1); break;
+    case Method::Automatic: break;  // never chosen
+    }
+}
 
 bool MethodApplies(Method method, int W, int H, int w, int h) { return Prepare(W, H, w, h, method).applies; }
 
@@ -105,69 +134,42 @@ Picture ResizeWith(const Picture& source, int width, int height, Method method, 
     const int W = source.width, H = source.height;
     if (W < 1 || H < 1 || source.pixels.size() != size_t(W) * size_t(H))
         throw Failure(ErrBadCall, "Invalid procedure call or argument: resizing an empty or malformed picture");
+    const Prepared prepared = PrepareOrFail(W, H, width, height, method);
+    const SourceRows rows = RowsOf(source);
+    Picture target = EmptyTarget(width, height);
+    const int bands = std::min(ThreadsFor(prepared.Work(), threads), height);
+    const auto fill = [&](int y0, int y1) { prepared.Fill(rows, target, y0, y1); };
+    if (bands == 1)
+        fill(0, height);
+    else
+        RunBands(height, bands, fill);
+    return target;
+}
+
+Prepared PrepareOrFail(int W, int H, int width, int height, Method method) {
     if (width < 1 || height < 1)
         throw Failure(ErrBadCall, "Invalid procedure call or argument: picture size " + std::to_string(width) +
                                       " x " + std::to_string(height));
-    const Setup setup = Prepare(W, H, width, height, method);
-    if (!setup.applies)
+    Prepared prepared = Prepare(W, H, width, height, method);
+    if (!prepared.applies)
         throw Failure(ErrBadCall, std::string("Invalid procedure call or argument: the ") + MethodName(method) +
                                       " resampler cannot make " + std::to_string(width) + " x " +
                                       std::to_string(height) + " from " + std::to_string(W) + " x " +
                                       std::to_string(H));
+    // The double arithmetic's tables are made only for a resize that uses
+    // them: asking which method applies needs none.
+    if (prepared.method == Method::Faithful) {
+        prepared.faithfulX = BuildFaithfulAxis(W, width);
+        prepared.faithfulY = BuildFaithfulAxis(H, height);
+    }
+    return prepared;
+}
 
+Picture EmptyTarget(int width, int height) {
     Picture target;
     target.width = width;
     target.height = height;
     target.pixels.resize(size_t(width) * size_t(height));
-    // Runs kernel(y0, y1) over all target rows, on one thread or in bands.
-    const auto run = [&](double work, const auto& kernel) {
-        const int bands = std::min(ThreadsFor(work, threads), height);
-        if (bands == 1)
-            kernel(0, height);
-        else
-            RunBands(height, bands, kernel);
-    };
-
-    const double targetPixels = double(width) * double(height);
-    switch (setup.method) {
-    case Method::Faithful: {
-        const FaithfulAxis ax = BuildFaithfulAxis(W, width);
-        const FaithfulAxis ay = BuildFaithfulAxis(H, height);
-        // Every (column, row) entry pair is one multiply-add per channel.
-        run(double(ax.index.size()) * double(ay.index.size()) * 3,
-            [&](int y0, int y1) { FaithfulRows(source, target, ax, ay, y0, y1); });
-        break;
-    }
-    case Method::ExactScalar: {
-        const ExactPlan& plan = *setup.plan;
-        run(double(W) * double(H + height) * 3 + targetPixels * plan.ax.taps * 3,
-            [&](int y0, int y1) { ExactRowsScalar(source, target, plan, y0, y1); });
-        break;
-    }
-    case Method::ExactAvx2: {
-        const ExactPlan& plan = *setup.plan;
-        // Vectors of 16 channel values vertically, of two target pixels
-        // horizontally.
-        run(double(W) * double(H + height) / 4 + targetPixels * plan.ax.taps / 4 + targetPixels,
-            [&](int y0, int y1) { ExactRowsAvx2(source, target, plan, *setup.rows, y0, y1); });
-        break;
-    }
-    case Method::ExactAvx2Columns: {
-        const ExactPlan& plan = *setup.plan;
-        // Eight target columns a vector: once per source row, then per
-        // target row once per source row under it.
-        run(double(H) * width / 4 + targetPixels * plan.ay.taps / 4 + targetPixels / 2,
-            [&](int y0, int y1) { ExactColumnsAvx2(source, target, plan, *setup.columns, y0, y1); });
-        break;
-    }
-    case Method::ExactAvx512Columns: {
-        const ExactPlan& plan = *setup.plan;
-        run(double(H) * width / 8 + targetPixels * plan.ay.taps / 8 + targetPixels / 4,
-            [&](int y0, int y1) { ExactColumnsAvx512(source, target, plan, *setup.columns, y0, y1); });
-        break;
-    }
-    case Method::Automatic: break;  // never chosen
-    }
     return target;
 }
 

@@ -159,7 +159,7 @@ GB_AVX2 void RoundQuotientsKernel(const std::uint32_t* sums, std::uint8_t* out, 
 
 }  // namespace
 
-void ExactRowsAvx2(const Picture& source, Picture& target, const ExactPlan& plan, const Avx2Tables& tables,
+void ExactRowsAvx2(const SourceRows& source, Picture& target, const ExactPlan& plan, const Avx2Tables& tables,
                    int y0, int y1) {
     const int W = source.width;
     const ExactAxis& ay = plan.ay;
@@ -170,14 +170,13 @@ void ExactRowsAvx2(const Picture& source, Picture& target, const ExactPlan& plan
     std::vector<std::int16_t> weights(size_t(ay.taps));
     const Rounding rounding = RoundingFor(plan.grid.area);
     const auto bias = std::int32_t(32768 * plan.grid.x.num);  // each pixel's weights add up to P
-    const auto* pixels = reinterpret_cast<const std::uint8_t*>(source.pixels.data());
     const HorizontalPass horizontal = HorizontalFor(tables.pairs);
     for (int y = y0; y < y1; ++y) {
         int count = 0;
         for (int k = 0; k < ay.taps; ++k) {
             const std::int32_t wy = ay.weight[size_t(y) * size_t(ay.taps) + size_t(k)];
             if (wy == 0) continue;
-            rows[size_t(count)] = pixels + size_t(ay.start[size_t(y)] + k) * size_t(W) * 4;
+            rows[size_t(count)] = reinterpret_cast<const std::uint8_t*>(source.row(ay.start[size_t(y)] + k));
             weights[size_t(count)] = std::int16_t(wy);
             ++count;
         }
@@ -194,7 +193,7 @@ void RoundQuotientsAvx2(const std::uint32_t* sums, std::uint8_t* out, int count,
 
 bool CpuHasAvx2() { return false; }
 
-void ExactRowsAvx2(const Picture&, Picture&, const ExactPlan&, const Avx2Tables&, int, int) {
+void ExactRowsAvx2(const SourceRows&, Picture&, const ExactPlan&, const Avx2Tables&, int, int) {
     throw Failure(ErrBadCall, "AVX2 resampling is not available on this processor");
 }
 

@@ -68,7 +68,7 @@ std::unique_ptr<ColumnTables> BuildColumnTables(const Grid& grid, const ExactAxi
 // A pass may fuse a product with the sum it joins (one rounding for two):
 // the bound counts a rounding for each, so fewer only tighten it, and sums
 // of whole products below 2^24 stay exact either way.
-void ColumnsFirst(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& t, int y0,
+void ColumnsFirst(const SourceRows& source, Picture& target, const ExactPlan& plan, const ColumnTables& t, int y0,
                   int y1, ColumnPass columns, RowPass (*rowPassFor)(int count), bool copyTail) {
     const int W = source.width;
     const ExactAxis& ay = plan.ay;
@@ -93,7 +93,7 @@ void ColumnsFirst(const Picture& source, Picture& target, const ExactPlan& plan,
             const int slot = row % slots;
             float* slotSums = sums.data() + size_t(slot) * 3 * plane;
             if (held[size_t(slot)] != row) {
-                const Colour* pixels = source.pixels.data() + size_t(row) * size_t(W);
+                const Colour* pixels = source.row(row);
                 if (copyTail) std::memcpy(tail.data(), pixels + tailStart, size_t(W - tailStart) * sizeof(Colour));
                 columns(pixels, W, tail.data(), tailStart, t, slotSums, plane);
                 held[size_t(slot)] = row;
@@ -167,7 +167,7 @@ RowPass RowPassFor(int count) { return count == 1 ? RowSums<1> : count == 2 ? Ro
 
 }  // namespace
 
-void ExactColumnsAvx2(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
+void ExactColumnsAvx2(const SourceRows& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
                       int y0, int y1) {
     ColumnsFirst(source, target, plan, tables, y0, y1, ColumnSums, RowPassFor, true);
 }

@@ -111,7 +111,7 @@ RowPass RowPassFor(int count) { return count == 1 ? RowSums<1> : count == 2 ? Ro
 
 }  // namespace
 
-void ExactColumnsAvx512(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
+void ExactColumnsAvx512(const SourceRows& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
                         int y0, int y1) {
     ColumnsFirst(source, target, plan, tables, y0, y1, ColumnSums, RowPassFor, false);
 }

@@ -3,17 +3,35 @@
 // [y0, y1) of `target` (already sized) from `source`, so that several threads
 // can share one picture by taking disjoint bands.
 #include "imaging/picture.h"
+#include "imaging/resample.h"
 #include "imaging/resample_axis.h"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace glintbook::resample {
 
+// The source rows a kernel reads: row s lies at base + (s mod slots) * width.
+// A whole picture has slots = height; a window of rows kept in a ring while
+// a picture is decoded serves the same kernels, as long as it holds every
+// row that the target rows asked of the kernel need.
+struct SourceRows {
+    int width = 0;
+    int height = 0;
+    const Colour* base = nullptr;
+    int slots = 0;
+    const Colour* row(int s) const { return base + size_t(s % slots) * size_t(width); }
+};
+inline SourceRows RowsOf(const Picture& picture) {
+    return {picture.width, picture.height, picture.pixels.data(), picture.height};
+}
+
 // Double arithmetic: per target pixel, source column outer, row inner,
 // weight = fx*fy, sums += weight*value, quotient by (x2-x1)*(y2-y1).
-void FaithfulRows(const Picture& source, Picture& target, const FaithfulAxis& ax, const FaithfulAxis& ay,
+void FaithfulRows(const SourceRows& source, Picture& target, const FaithfulAxis& ax, const FaithfulAxis& ay,
                   int y0, int y1);
 
 // Both exact methods: first a vertical pass (the weighted sum of the source
@@ -28,7 +46,7 @@ ExactPlan BuildExactPlan(int W, int H, int w, int h);
 
 // Portable: 32-bit vertical sums, 64-bit horizontal sums, and the double
 // quotient taken exactly as the reference loop takes it.
-void ExactRowsScalar(const Picture& source, Picture& target, const ExactPlan& plan, int y0, int y1);
+void ExactRowsScalar(const SourceRows& source, Picture& target, const ExactPlan& plan, int y0, int y1);
 
 // AVX2, rows first: 16-bit vertical sums, 32-bit horizontal sums, and the quotient by a
 // single-precision reciprocal (see resample_avx2.cpp for why that rounds the
@@ -41,7 +59,7 @@ struct Avx2TablesDeleter {
 };
 using Avx2TablesPtr = std::unique_ptr<Avx2Tables, Avx2TablesDeleter>;
 Avx2TablesPtr BuildAvx2Tables(const ExactPlan& plan, int w);
-void ExactRowsAvx2(const Picture& source, Picture& target, const ExactPlan& plan, const Avx2Tables& tables,
+void ExactRowsAvx2(const SourceRows& source, Picture& target, const ExactPlan& plan, const Avx2Tables& tables,
                    int y0, int y1);
 
 // Columns first, for sizes that do not shrink across (every target column
@@ -62,11 +80,39 @@ struct ColumnTables {
 };
 std::unique_ptr<ColumnTables> BuildColumnTables(const Grid& grid, const ExactAxis& ax, int rowTaps, int W, int w,
                                                 int lanes);
-void ExactColumnsAvx2(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
+void ExactColumnsAvx2(const SourceRows& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
                       int y0, int y1);
 bool CpuHasAvx512();  // F and BW
-void ExactColumnsAvx512(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
+void ExactColumnsAvx512(const SourceRows& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
                         int y0, int y1);
+
+// A resize decided once: the method (Automatic resolved) with its plan and
+// tables. Fill makes target rows [y0, y1) of `target` (sized already) from
+// `source`, which must hold rows SourceSpan(y) of each of them; bands of
+// rows may be filled on several threads at once.
+struct Prepared {
+    int W = 0, H = 0, w = 0, h = 0;
+    bool applies = false;
+    Method method = Method::Faithful;
+    FaithfulAxis faithfulX, faithfulY;
+    std::optional<ExactPlan> plan;
+    Avx2TablesPtr rows;
+    std::unique_ptr<ColumnTables> columns;  // for either columns-first kernel
+
+    std::pair<int, int> SourceSpan(int y) const;  // [first, last) source rows target row y reads
+    double Work() const;                          // as ThreadsFor counts it
+    void Fill(const SourceRows& source, Picture& target, int y0, int y1) const;
+};
+
+// `wanted`, or with Automatic the fastest method that applies (applies is
+// false when `wanted` cannot make that size); the double arithmetic's axes
+// are left empty.
+Prepared Prepare(int W, int H, int w, int h, Method wanted);
+// The same, ready to Fill, throwing Failure(ErrBadCall) for a size below 1
+// or a method that does not apply.
+Prepared PrepareOrFail(int W, int H, int w, int h, Method wanted);
+// A w x h picture for Fill to write.
+Picture EmptyTarget(int w, int h);
 
 // The AVX2 kernel's last step on its own, for testing it against the double
 // quotient: out[i] = round-half-even(sums[i] / area) for sums[i] <= 255*area.

@@ -14,12 +14,13 @@ Colour Compose(std::uint32_t red, std::uint32_t green, std::uint32_t blue) {
 
 }  // namespace
 
-void FaithfulRows(const Picture& source, Picture& target, const FaithfulAxis& ax, const FaithfulAxis& ay,
+void FaithfulRows(const SourceRows& source, Picture& target, const FaithfulAxis& ax, const FaithfulAxis& ay,
                   int y0, int y1) {
-    const size_t W = size_t(source.width);
-    const Colour* src = source.pixels.data();
+    std::vector<const Colour*> rows;
     for (int y = y0; y < y1; ++y) {
         const int r0 = ay.first[size_t(y)], r1 = ay.first[size_t(y) + 1];
+        rows.clear();
+        for (int j = r0; j < r1; ++j) rows.push_back(source.row(ay.index[size_t(j)]));
         Colour* out = target.pixels.data() + size_t(y) * size_t(target.width);
         for (int x = 0; x < target.width; ++x) {
             double red = 0, green = 0, blue = 0;
@@ -28,10 +29,10 @@ void FaithfulRows(const Picture& source, Picture& target, const FaithfulAxis& ax
             // absence of fused multiply-adds fix the last bit.
             for (int i = ax.first[size_t(x)]; i < ax.first[size_t(x) + 1]; ++i) {
                 const double fx = ax.weight[size_t(i)];
-                const Colour* column = src + ax.index[size_t(i)];
+                const int column = ax.index[size_t(i)];
                 for (int j = r0; j < r1; ++j) {
                     const double weight = fx * ay.weight[size_t(j)];
-                    const Colour c = column[size_t(ay.index[size_t(j)]) * W];
+                    const Colour c = rows[size_t(j - r0)][column];
                     red += weight * double(c & 0xFFu);
                     green += weight * double((c >> 8) & 0xFFu);
                     blue += weight * double((c >> 16) & 0xFFu);
@@ -51,7 +52,7 @@ ExactPlan BuildExactPlan(int W, int H, int w, int h) {
     return plan;
 }
 
-void ExactRowsScalar(const Picture& source, Picture& target, const ExactPlan& plan, int y0, int y1) {
+void ExactRowsScalar(const SourceRows& source, Picture& target, const ExactPlan& plan, int y0, int y1) {
     const size_t W = size_t(source.width);
     const int w = target.width;
     const ExactAxis& ax = plan.ax;
@@ -68,7 +69,7 @@ void ExactRowsScalar(const Picture& source, Picture& target, const ExactPlan& pl
         for (int k = 0; k < ay.taps; ++k) {
             const std::uint64_t wy = std::uint64_t(ay.weight[size_t(y) * size_t(ay.taps) + size_t(k)]);
             if (wy == 0) continue;
-            const Colour* row = source.pixels.data() + size_t(ay.start[size_t(y)] + k) * W;
+            const Colour* row = source.row(ay.start[size_t(y)] + k);
             for (size_t i = 0; i < W; ++i) {
                 const Colour c = row[i];
                 column[3 * i] += wy * (c & 0xFFu);

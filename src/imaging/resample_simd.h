@@ -95,7 +95,7 @@ using ColumnPass = void (*)(const Colour* row, int W, const Colour* tail, int ta
                             float* sums, size_t plane);
 using RowPass = void (*)(const float* const* rows, const float* coefficients, const float* weights, int count,
                          size_t plane, int groups, const Rounding& r, Colour* out, int w);
-void ColumnsFirst(const Picture& source, Picture& target, const ExactPlan& plan, const ColumnTables& t, int y0,
+void ColumnsFirst(const SourceRows& source, Picture& target, const ExactPlan& plan, const ColumnTables& t, int y0,
                   int y1, ColumnPass columns, RowPass (*rowPassFor)(int count), bool copyTail);
 
 #endif

@@ -40,6 +40,28 @@ bool IsReadOnly(const std::string& path);
 std::string ReadFile(const std::string& path);
 std::optional<std::string> TryReadFile(const std::string& path);
 
+// A file open for reading pieces of it, each at an offset of its own, so that
+// a large picture is read a band at a time and never held whole; several
+// threads may read through one at once. Opening fails as ReadFile does.
+class FileReader {
+public:
+    explicit FileReader(const std::string& path);
+    ~FileReader();
+    FileReader(const FileReader&) = delete;
+    FileReader& operator=(const FileReader&) = delete;
+
+    std::uint64_t size() const { return size_; }  // as it was when opened
+    const std::string& path() const { return path_; }
+    // Reads up to `count` bytes at `offset` into `out`; fewer only where the
+    // file ends. Throws Failure for a read that fails.
+    size_t ReadAt(std::uint64_t offset, void* out, size_t count) const;
+
+private:
+    std::string path_;
+    std::uint64_t size_ = 0;
+    std::intptr_t handle_ = -1;  // a descriptor, or a Windows HANDLE
+};
+
 // Writes `bytes` to a temporary file beside `path`, flushes it and renames it
 // into place, so that `path` is at every moment either the old file or the
 // whole new one. An existing file's permission bits are kept; a new file gets

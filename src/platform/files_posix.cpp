@@ -267,6 +267,36 @@ std::string ReadFile(const std::string& path) {
     }
 }
 
+FileReader::FileReader(const std::string& path) : path_(path) {
+    if (int e = Injected("read", path)) throw FailureFromErrno(e, path);
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) throw FailureFromErrno(errno, path);
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        const int err = S_ISDIR(st.st_mode) ? EISDIR : errno ? errno : EINVAL;
+        ::close(fd);
+        throw FailureFromErrno(err, path);
+    }
+    handle_ = fd;
+    size_ = std::uint64_t(st.st_size);
+}
+
+FileReader::~FileReader() {
+    if (handle_ >= 0) ::close(int(handle_));
+}
+
+size_t FileReader::ReadAt(std::uint64_t offset, void* out, size_t count) const {
+    size_t done = 0;
+    while (done < count) {
+        const ssize_t n = ::pread(int(handle_), static_cast<char*>(out) + done, count - done, off_t(offset + done));
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) throw FailureFromErrno(errno, path_);
+        if (n == 0) break;
+        done += size_t(n);
+    }
+    return done;
+}
+
 void WriteFileAtomic(const std::string& path, std::string_view bytes) {
     if (int e = WriteAtomic(path, [&](int fd, const std::string& p) { return WriteBytes(fd, p, bytes); }))
         throw MissingPathFailure(e, path);

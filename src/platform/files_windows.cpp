@@ -264,6 +264,44 @@ std::string ReadFile(const std::string& path) {
     return data;
 }
 
+FileReader::FileReader(const std::string& path) : path_(path) {
+    if (int e = Injected("read", path)) throw FailureFromErrno(e, path);
+    const DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    HANDLE h = ::CreateFileW(WidePath(path).c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING,
+                             FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+    if (h == INVALID_HANDLE_VALUE) throw FailureFromErrno(LastErrno(path), path);
+    LARGE_INTEGER size{};
+    if (!::GetFileSizeEx(h, &size)) {
+        const int err = LastErrno(path);
+        ::CloseHandle(h);
+        throw FailureFromErrno(err, path);
+    }
+    handle_ = reinterpret_cast<std::intptr_t>(h);
+    size_ = std::uint64_t(size.QuadPart);
+}
+
+FileReader::~FileReader() { ::CloseHandle(reinterpret_cast<HANDLE>(handle_)); }
+
+size_t FileReader::ReadAt(std::uint64_t offset, void* out, size_t count) const {
+    // Each read names its own offset, so reads from several threads through
+    // the one handle do not disturb each other.
+    size_t done = 0;
+    while (done < count) {
+        OVERLAPPED at{};
+        at.Offset = DWORD((offset + done) & 0xFFFFFFFFu);
+        at.OffsetHigh = DWORD((offset + done) >> 32);
+        DWORD n = 0;
+        const DWORD want = DWORD(std::min<size_t>(count - done, DWORD(1) << 30));
+        if (!::ReadFile(reinterpret_cast<HANDLE>(handle_), static_cast<char*>(out) + done, want, &n, &at)) {
+            if (::GetLastError() == ERROR_HANDLE_EOF) break;
+            throw FailureFromErrno(LastErrno(path_), path_);
+        }
+        if (n == 0) break;
+        done += n;
+    }
+    return done;
+}
+
 void WriteFileAtomic(const std::string& path, std::string_view bytes) {
     if (int e = WriteAtomic(path, bytes)) throw MissingPathFailure(e, path);
 }

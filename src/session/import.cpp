@@ -1,7 +1,8 @@
 #include "session/import.h"
 
-#include "imaging/picture_io.h"
-#include "imaging/resample.h"
+#include "imaging/bmp_format.h"
+#include "imaging/picture_rows.h"
+#include "imaging/resize_rows.h"
 #include "platform/failure.h"
 #include "platform/files.h"
 #include "settings/album.h"
@@ -10,7 +11,11 @@
 #include "settings/settings_file.h"
 #include "session/shot_source.h"
 
+#include <exception>
 #include <functional>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace glintbook {
 
@@ -31,21 +36,43 @@ void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long l
         if (!files::FolderExists(path)) files::CreateFolder(path);
     }
     // No copy path: the screenshot already lies where it is kept.
-    const bool copied = archivePath && !archivePath(0).empty();
-    for (long long i = 0; copied; ++i) {
-        const std::string copy = files::ExistingSpelling(files::GamePath(archivePath(i)));
-        if (!files::FileExists(copy)) {
-            files::CopyFile(screenshot, copy);
-            break;
-        }
+    std::string copy;
+    for (long long i = 0; archivePath && !archivePath(0).empty(); ++i) {
+        copy = files::ExistingSpelling(files::GamePath(archivePath(i)));
+        if (!files::FileExists(copy)) break;
     }
-    // The screenshot is loaded once for both pictures: nothing writes it
-    // between the two, so a second load would read the same pixels.
-    const Picture shot = loaded ? std::move(*loaded) : LoadPicture(screenshot);
-    if (choices.textureSize != 0)
-        SavePicture(ResizePicture(shot, choices.textureSize, choices.textureSize),
-                    files::GamePath(game::TexturePath(p - 1)));
-    SavePicture(ResizePicture(shot, BookArtSize, BookArtSize), files::GamePath(game::BookArtPath(p)));
+    // The archive copy is made on a thread of its own while the pictures are
+    // made from the screenshot, which stays in place meanwhile: waiting for
+    // its flush is the longest step of an import. Nothing is written under
+    // the pictures' names before the copy is whole, so the files still
+    // appear in the order of the steps.
+    std::exception_ptr copyFailure;
+    std::thread copier;
+    if (!copy.empty())
+        copier = std::thread([&] {
+            try {
+                files::CopyFile(screenshot, copy);
+            } catch (...) {
+                copyFailure = std::current_exception();
+            }
+        });
+    std::vector<std::string> encoded;
+    std::exception_ptr pictureFailure;
+    try {
+        // The screenshot is read once for both pictures, a few rows at a
+        // time: no whole screenshot is held.
+        const auto rows = loaded ? pictures::RowsOfPicture(std::move(*loaded)) : pictures::OpenRows(screenshot);
+        std::vector<std::pair<int, int>> sizes{{BookArtSize, BookArtSize}};
+        if (choices.textureSize != 0) sizes.insert(sizes.begin(), {choices.textureSize, choices.textureSize});
+        for (const Picture& made : ResizeRows(*rows, sizes)) encoded.push_back(bmp::Encode24(made));
+    } catch (...) {
+        pictureFailure = std::current_exception();
+    }
+    if (copier.joinable()) copier.join();
+    if (copyFailure) std::rethrow_exception(copyFailure);
+    if (pictureFailure) std::rethrow_exception(pictureFailure);
+    if (choices.textureSize != 0) files::WriteFileAtomic(files::GamePath(game::TexturePath(p - 1)), encoded.front());
+    files::WriteFileAtomic(files::GamePath(game::BookArtPath(p)), encoded.back());
 }
 
 ImportOutcome After(const Choices& choices, long long p) {

@@ -318,7 +318,7 @@ void Resampling(int threads) {
     struct Size {
         int w, h;
     };
-    const Size sources[] = {{800, 600}, {1024, 1024}, {1920, 1080}, {3840, 2160}};
+    const Size sources[] = {{800, 600}, {1024, 1024}, {2048, 2048}, {1920, 1080}, {3840, 2160}};
     std::printf("\n### Resampling, steady state (ms: median over three alternating blocks of back-to-back calls, "
                 "fastest in brackets)\n\n");
     std::printf("| source | target | our method | threads | ours | OpenCV INTER_AREA | per-pixel loop | OpenCV / ours "
@@ -328,7 +328,8 @@ void Resampling(int threads) {
         const Picture source = glintbook::test::RandomPicture(s.w, s.h, 12345);
         const cv::Mat mat = ToMat(source);
         for (int side : {512, 1024}) {
-            if (s.w == 1024 && side == 1024) continue;  // 1024x1024 only for the plain halving
+            // The squares only for the plain halving: 1024² -> 512², 2048² -> 1024².
+            if (s.w == s.h && side != s.w / 2) continue;
             const char* method = glintbook::resample::MethodName(glintbook::resample::ChosenMethod(s.w, s.h, side, side));
             Picture looped;  // single-threaded, as written
             const Stats loop = Time([&] { looped = glintbook::test::OracleResize(source, side, side); }, 3);

@@ -28,6 +28,8 @@ enum class Method {
     ExactAvx2,    // whole-number sums, AVX2, rows first; exact sizes within 16-bit bounds
     ExactAvx2Columns,  // the same, columns first; sizes that do not shrink across
     ExactAvx512Columns,  // columns first with AVX-512
+    WholeScalar,  // whole-number ratios on both axes (k:1 shrinks, 1:k enlargements), portable C++
+    WholeAvx512,  // the same for 2:1 across and any whole ratio down, with AVX-512
 };
 
 const char* MethodName(Method method);

@@ -1,6 +1,7 @@
 // Columns first (see resample_avx2_columns.cpp) with AVX-512: sixteen target
 // columns a vector, the same arithmetic and the same rounding argument, in
-// half the instructions. Chosen at run time on processors with AVX-512 F and
+// half the instructions. Also halving across with a whole ratio down
+// (WholeRowsAvx512). Chosen at run time on processors with AVX-512 F and
 // BW; only the functions marked GB_AVX512 use those instructions.
 #if defined(__GNUC__) && !defined(__clang__)
 // GCC 12 flags its own AVX-512 intrinsic headers (_mm512_set1_* and friends)
@@ -109,7 +110,62 @@ GB_AVX512 void RowSums(const float* const* rows, const float* coefficients, cons
 
 RowPass RowPassFor(int count) { return count == 1 ? RowSums<1> : count == 2 ? RowSums<2> : RowSums<0>; }
 
+// round-half-even(s / d) in each 16-bit lane (see WholeDivision).
+GB_AVX512 inline __m512i Divide(__m512i s, const WholeDivision& v) {
+    const __m512i t = _mm512_add_epi16(_mm512_add_epi16(s, s), _mm512_set1_epi16(std::int16_t(v.d)));
+    __m512i q = _mm512_srli_epi16(_mm512_mulhi_epu16(t, _mm512_set1_epi16(std::int16_t(v.m))), unsigned(v.shift));
+    if (v.d % 2 == 0) {  // only an even d makes halves
+        const __m512i r = _mm512_sub_epi16(t, _mm512_mullo_epi16(q, _mm512_set1_epi16(std::int16_t(2 * v.d))));
+        const __mmask32 half = _mm512_cmpeq_epi16_mask(r, _mm512_setzero_si512()) &
+                               _mm512_test_epi16_mask(q, _mm512_set1_epi16(1));
+        q = _mm512_mask_sub_epi16(q, half, q, _mm512_set1_epi16(1));
+    }
+    return q;
+}
+
 }  // namespace
+
+bool WholeAvx512Applies(const WholeRatio& ratio) {
+    return !ratio.enlarge && ratio.kx == 2 && WholeDivisionFor(2 * ratio.ky).has_value();
+}
+
+// Sixteen target pixels a step: per source row, 32 pixels whose bytes are
+// shuffled so that each channel of two neighbours is adjacent, then summed
+// in pairs into 16-bit lanes (at most 255 * 128 per lane).
+GB_AVX512 void WholeRowsAvx512(const SourceRows& source, Picture& target, const WholeRatio& ratio, int y0, int y1) {
+    const WholeDivision division = *WholeDivisionFor(2 * ratio.ky);
+    const int w = target.width;
+    // Within each 128-bit lane: R0 R1 G0 G1 B0 B1 A0 A1, then the same of pixels 2 and 3.
+    const __m512i pairs = _mm512_set4_epi32(0x0F0B0E0A, 0x0D090C08, 0x07030602, 0x05010400);
+    const __m512i ones = _mm512_set1_epi8(1);
+    const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+    const __m512i colours = _mm512_set1_epi32(0x00FFFFFF);
+    std::vector<const Colour*> rows(size_t(ratio.ky));
+    for (int y = y0; y < y1; ++y) {
+        for (int j = 0; j < ratio.ky; ++j) rows[size_t(j)] = source.row(y * ratio.ky + j);
+        Colour* out = target.pixels.data() + size_t(y) * size_t(w);
+        for (int x = 0; x < w; x += 16) {
+            const int n = std::min(16, w - x);
+            const __mmask16 first = n >= 8 ? __mmask16(0xFFFF) : __mmask16((1u << (2 * n)) - 1);
+            const __mmask16 second = n >= 16 ? __mmask16(0xFFFF) : n > 8 ? __mmask16((1u << (2 * n - 16)) - 1) : 0;
+            __m512i a = _mm512_setzero_si512(), b = _mm512_setzero_si512();
+            for (int j = 0; j < ratio.ky; ++j) {
+                const Colour* p = rows[size_t(j)] + 2 * x;
+                const __m512i pa = n == 16 ? _mm512_loadu_si512(p) : _mm512_maskz_loadu_epi32(first, p);
+                const __m512i pb = n == 16 ? _mm512_loadu_si512(p + 16) : _mm512_maskz_loadu_epi32(second, p + 16);
+                a = _mm512_add_epi16(a, _mm512_maddubs_epi16(_mm512_shuffle_epi8(pa, pairs), ones));
+                b = _mm512_add_epi16(b, _mm512_maddubs_epi16(_mm512_shuffle_epi8(pb, pairs), ones));
+            }
+            // Per 128-bit lane L: target pixels 2L, 2L+1 from a, 8+2L, 9+2L from b.
+            const __m512i packed = _mm512_packus_epi16(Divide(a, division), Divide(b, division));
+            const __m512i pixels = _mm512_and_si512(_mm512_permutexvar_epi64(order, packed), colours);
+            if (n == 16)
+                _mm512_storeu_si512(out + x, pixels);
+            else
+                _mm512_mask_storeu_epi32(out + x, __mmask16((1u << n) - 1), pixels);
+        }
+    }
+}
 
 void ExactColumnsAvx512(const SourceRows& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
                         int y0, int y1) {
@@ -120,7 +176,13 @@ void ExactColumnsAvx512(const SourceRows& source, Picture& target, const ExactPl
 
 bool CpuHasAvx512() { return false; }
 
-void ExactColumnsAvx512(const Picture&, Picture&, const ExactPlan&, const ColumnTables&, int, int) {
+void ExactColumnsAvx512(const SourceRows&, Picture&, const ExactPlan&, const ColumnTables&, int, int) {
+    throw Failure(ErrBadCall, "AVX-512 resampling is not available on this processor");
+}
+
+bool WholeAvx512Applies(const WholeRatio&) { return false; }
+
+void WholeRowsAvx512(const SourceRows&, Picture&, const WholeRatio&, int, int) {
     throw Failure(ErrBadCall, "AVX-512 resampling is not available on this processor");
 }
 

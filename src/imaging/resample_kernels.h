@@ -86,6 +86,36 @@ bool CpuHasAvx512();  // F and BW
 void ExactColumnsAvx512(const SourceRows& source, Picture& target, const ExactPlan& plan, const ColumnTables& tables,
                         int y0, int y1);
 
+// Whole-number ratios: both axes shrink by a whole factor (W = kx*w,
+// H = ky*h; each target pixel is the plain sum of a kx x ky block over
+// kx*ky, rounded half to even) or both enlarge by one (w = kx*W, h = ky*H;
+// each target pixel is the source pixel under it). Shrinking is an exact
+// grid (denominators 1), so the loop's quotient is the correctly rounded
+// S/(kx*ky). Enlarging by a factor that is no power of two is not an exact
+// grid, but a span's edges are off by at most about w*2^-52 of a source pixel, so
+// the neighbour it may touch weighs less than 255*w*2^-52 in the quotient
+// (below 2^-12 for any int w): the loop rounds to the pixel under the span.
+struct WholeRatio {
+    bool enlarge = false;
+    int kx = 1, ky = 1;
+};
+std::optional<WholeRatio> WholeRatioOf(int W, int H, int w, int h);
+void WholeRowsScalar(const SourceRows& source, Picture& target, const WholeRatio& ratio, int y0, int y1);
+// AVX-512: shrinking with kx = 2 and kx*ky <= 128 (16-bit sums; see
+// resample_avx512_columns.cpp for the division).
+bool WholeAvx512Applies(const WholeRatio& ratio);
+void WholeRowsAvx512(const SourceRows& source, Picture& target, const WholeRatio& ratio, int y0, int y1);
+
+// Round half to even of s / d by 16-bit lanes: t = 2s + d, then
+// q = ((t * m) >> 16) >> shift is floor(t / 2d), lowered by one where t is a
+// multiple of 2d and q is odd (a half). Needs 511 * d < 2^16; none for
+// divisors where no 16-bit m is exact (see WholeDivisionFor).
+struct WholeDivision {
+    std::uint16_t d = 0, m = 0;
+    int shift = 0;
+};
+std::optional<WholeDivision> WholeDivisionFor(int d);
+
 // A resize decided once: the method (Automatic resolved) with its plan and
 // tables. Fill makes target rows [y0, y1) of `target` (sized already) from
 // `source`, which must hold rows SourceSpan(y) of each of them; bands of
@@ -98,6 +128,7 @@ struct Prepared {
     std::optional<ExactPlan> plan;
     Avx2TablesPtr rows;
     std::unique_ptr<ColumnTables> columns;  // for either columns-first kernel
+    WholeRatio whole;                       // for the whole-number methods
 
     std::pair<int, int> SourceSpan(int y) const;  // [first, last) source rows target row y reads
     double Work() const;                          // as ThreadsFor counts it

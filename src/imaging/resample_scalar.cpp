@@ -97,4 +97,88 @@ void ExactRowsScalar(const SourceRows& source, Picture& target, const ExactPlan&
     }
 }
 
+std::optional<WholeRatio> WholeRatioOf(int W, int H, int w, int h) {
+    if (W < 1 || H < 1 || w < 1 || h < 1) return std::nullopt;
+    // A block's sum stays below 2^40: far inside doubles and 64-bit sums.
+    if (W % w == 0 && H % h == 0 && std::int64_t(W / w) * (H / h) <= std::int64_t(1) << 31)
+        return WholeRatio{false, W / w, H / h};
+    if (w % W == 0 && h % H == 0) return WholeRatio{true, w / W, h / H};
+    return std::nullopt;
+}
+
+// t = 2s + d <= 511d: with m = ceil(2^(16+shift) / 2d) and e = 2d*m - 2^(16+shift),
+// t*m / 2^(16+shift) = t/2d + t*e / (2d * 2^(16+shift)). The floor is that of
+// t/2d as long as the excess stays below 1/2d, the distance from t/2d to the
+// next whole number at the least, i.e. whenever 511d * e < 2^(16+shift).
+std::optional<WholeDivision> WholeDivisionFor(int d) {
+    if (d < 1 || 511 * d > 0xFFFF) return std::nullopt;
+    const std::int64_t twice = 2 * std::int64_t(d);
+    for (int shift = 0; shift < 16; ++shift) {
+        const std::int64_t scale = std::int64_t(1) << (16 + shift);
+        const std::int64_t m = (scale + twice - 1) / twice;
+        if (m > 0xFFFF) break;
+        if (511 * d * (m * twice - scale) < scale) return WholeDivision{std::uint16_t(d), std::uint16_t(m), shift};
+    }
+    return std::nullopt;
+}
+
+namespace {
+
+// s / d rounded to the nearest whole number, a half to the even one.
+std::uint32_t RoundedQuotient(std::uint64_t s, std::uint64_t d) {
+    std::uint64_t q = s / d;
+    const std::uint64_t r = s - q * d;
+    if (2 * r > d || (2 * r == d && (q & 1))) ++q;
+    return std::uint32_t(q);
+}
+
+}  // namespace
+
+void WholeRowsScalar(const SourceRows& source, Picture& target, const WholeRatio& ratio, int y0, int y1) {
+    const int w = target.width;
+    const size_t stride = size_t(w);
+    if (ratio.enlarge) {
+        for (int y = y0; y < y1; ++y) {
+            Colour* out = target.pixels.data() + size_t(y) * stride;
+            // The rows after the first from one source row copy it.
+            if (y > y0 && y % ratio.ky != 0) {
+                std::copy_n(out - stride, stride, out);
+                continue;
+            }
+            const Colour* row = source.row(y / ratio.ky);
+            for (int s = 0, x = 0; x < w; ++s, x += ratio.kx) std::fill_n(out + x, ratio.kx, row[s] & 0x00FFFFFFu);
+        }
+        return;
+    }
+    const int kx = ratio.kx;
+    const std::uint64_t area = std::uint64_t(kx) * std::uint64_t(ratio.ky);
+    std::vector<std::uint64_t> sums(stride * 3);
+    // Small blocks divide by a multiplication (WholeDivision), large ones by
+    // the division itself.
+    const std::optional<WholeDivision> fast = WholeDivisionFor(int(std::min<std::uint64_t>(area, 1 << 16)));
+    const auto quotient = [&](std::uint64_t sum) {
+        if (!fast) return RoundedQuotient(sum, area);
+        const std::uint32_t t = 2 * std::uint32_t(sum) + fast->d;
+        std::uint32_t q = ((t * fast->m) >> 16) >> fast->shift;
+        if (t == q * 2 * fast->d && (q & 1)) --q;
+        return q;
+    };
+    for (int y = y0; y < y1; ++y) {
+        std::fill(sums.begin(), sums.end(), 0u);
+        for (int j = 0; j < ratio.ky; ++j) {
+            const Colour* row = source.row(y * ratio.ky + j);
+            for (size_t x = 0; x < stride; ++x)
+                for (int i = 0; i < kx; ++i) {
+                    const Colour c = row[x * size_t(kx) + size_t(i)];
+                    sums[3 * x] += c & 0xFFu;
+                    sums[3 * x + 1] += (c >> 8) & 0xFFu;
+                    sums[3 * x + 2] += (c >> 16) & 0xFFu;
+                }
+        }
+        Colour* out = target.pixels.data() + size_t(y) * stride;
+        for (size_t x = 0; x < stride; ++x)
+            out[x] = Compose(quotient(sums[3 * x]), quotient(sums[3 * x + 1]), quotient(sums[3 * x + 2]));
+    }
+}
+
 }  // namespace glintbook::resample

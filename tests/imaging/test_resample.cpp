@@ -16,8 +16,9 @@ namespace glintbook {
 
 using namespace resample;
 
-constexpr Method kMethods[] = {Method::Automatic,        Method::Faithful,         Method::ExactScalar,
-                               Method::ExactAvx2,        Method::ExactAvx2Columns, Method::ExactAvx512Columns};
+constexpr Method kMethods[] = {Method::Automatic,          Method::Faithful,    Method::ExactScalar,
+                               Method::ExactAvx2,          Method::ExactAvx2Columns,
+                               Method::ExactAvx512Columns, Method::WholeScalar, Method::WholeAvx512};
 
 // A picture's rows top to bottom, as a decoder that cannot seek gives them.
 class InOrder final : public pictures::RowSource {
@@ -93,6 +94,18 @@ TEST(ResampleOracle, RandomSizesMatchTheLoop) {
     EXPECT_EQ(ran[2], 300);  // every case is exact
     EXPECT_GT(std::min(ran[3], ran[4]), CpuHasAvx2() ? 50 : -1);
     EXPECT_GT(ran[5], CpuHasAvx512() ? 50 : -1);
+    // Whole-number ratios, each axis 1 to 5 times (often 2 across, as the
+    // vector path takes), down and up; rows past 16 target pixels and tails.
+    for (int i = 0; i < 150; ++i) {
+        const int kx = i % 2 ? 2 : 1 + int(rng() % 5), ky = 1 + int(rng() % 5);
+        const int w = 1 + int(rng() % 50), h = 1 + int(rng() % 30);
+        const bool up = i % 3 == 0;
+        const int W = up ? w : w * kx, H = up ? h : h * ky;
+        for (size_t m = 0; m < std::size(kMethods); ++m) ran[m] += MethodApplies(kMethods[m], W, H, up ? w * kx : w, up ? h * ky : h);
+        ExpectMatchesOracle(test::RandomPicture(W, H, rng(), i % 2 == 0), up ? w * kx : w, up ? h * ky : h, 1 + int(rng() % 9));
+    }
+    EXPECT_GE(ran[6], 150);
+    EXPECT_GT(ran[7], CpuHasAvx512() ? 40 : -1);
 }
 
 // Edge shapes, among them: enlarging (columns first) to 1800 = 16 * 112 + 8
@@ -106,7 +119,8 @@ TEST(ResampleOracle, EdgeShapesAndScreenshotsMatchTheLoop) {
         {1, 1, 1, 1}, {1, 1, 17, 5}, {13, 1, 1, 1}, {97, 89, 1, 1}, {1, 300, 1, 7}, {97, 89, 31, 53}, {2, 3, 1024, 1024},
         {37, 300, 250, 41}, {5, 1000, 512, 64}, {3, 1024, 1024, 3}, {641, 479, 512, 512}, {1023, 1025, 512, 1024},
         {255, 257, 256, 256}, {45, 64, 64, 32} /* D = 90: halves */, {64, 48, 17, 91}, {641, 479, 333, 251},
-        {1125, 750, 1800, 1200}, {7, 7, 25, 25}, {21, 23, 19, 21},
+        {1125, 750, 1800, 1200}, {7, 7, 25, 25}, {21, 23, 19, 21}, {2048, 2048, 1024, 1024}, {600, 600, 200, 200},
+        {256, 256, 1024, 1024}, {341, 200, 1023, 600}, {4, 256, 2, 4},
     };
     for (const auto& s : shapes)
         ExpectMatchesOracle(test::RandomPicture(s[0], s[1], std::uint32_t(s[0] + s[3]), true), s[2], s[3]);

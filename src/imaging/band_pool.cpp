@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
@@ -38,6 +39,9 @@ namespace {
 // Below this much work (roughly source pixels read plus multiply-adds) one
 // thread finishes sooner than it takes to start another.
 constexpr double kWorkPerThread = 200000;
+
+// How long a helper looks for more work before it sleeps.
+constexpr std::chrono::microseconds kSpin{200};
 
 // Helper threads that stay alive between calls: starting a thread costs tens
 // of microseconds, a good part of a whole resample. One call at a time uses
@@ -98,6 +102,12 @@ private:
     void Serve() {
         std::uint64_t seen = 0;
         for (;;) {
+            // A resize often follows another within microseconds (an import
+            // makes two), and a sleeping thread takes tens of them to wake:
+            // look for the next call a short while before sleeping.
+            const auto until = std::chrono::steady_clock::now() + kSpin;
+            while (generation_.load(std::memory_order_relaxed) == seen && std::chrono::steady_clock::now() < until)
+                std::this_thread::yield();
             {
                 std::unique_lock lock(mutex_);
                 wake_.wait(lock, [&] { return stop_ || generation_ != seen; });
@@ -114,7 +124,7 @@ private:
     std::vector<std::thread> threads_;
     const std::function<void(int)>* task_ = nullptr;
     int next_ = 0, count_ = 0, unfinished_ = 0;
-    std::uint64_t generation_ = 0;
+    std::atomic<std::uint64_t> generation_ = 0;  // written under mutex_
     bool stop_ = false;
 };
 

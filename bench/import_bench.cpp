@@ -147,7 +147,7 @@ int main(int argc, char** argv) {
     };
     std::vector<std::pair<Size, std::vector<double>>> copies;
     for (const Size size : {Size{800, 600}, Size{1920, 1080}, Size{3840, 2160}}) {
-        Picture picture{size.w, size.h, std::vector<Colour>(size_t(size.w) * size_t(size.h))};
+        Picture picture{size.w, size.h, Pixels(size_t(size.w) * size_t(size.h), 0)};
         for (Colour& c : picture.pixels) c = random() & 0x00FFFFFF;
         SavePicture(picture, shot);
         const std::string shotBytes = files::ReadFile(shot);

@@ -132,7 +132,7 @@ long DifferingPixels(const Picture& ours, const cv::Mat& theirs) {
 // which compresses as a rendered scene does (noise alone would not compress,
 // and the inflate would only copy stored blocks).
 Picture SceneLike(int w, int h) {
-    Picture p{w, h, std::vector<glintbook::Colour>(size_t(w) * size_t(h))};
+    Picture p{w, h, glintbook::Pixels(size_t(w) * size_t(h), 0)};
     std::uint32_t state = 12345;
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {

@@ -16,7 +16,12 @@
 //    at a time, each timed, with the steps inside a copy or a save (temporary
 //    file, fsync, rename) timed through the file layer's step hook.
 // Then the archive copy alone, by plain reads and writes against
-// copy_file_range (our CopyFile's way), each flushed.
+// copy_file_range (our CopyFile's way), each flushed; and the memory an
+// import takes: each import in a fresh process of its own (this program run
+// again with --peak), its peak resident size (VmHWM, reset just before the
+// import) less its resident size just before, against the same for the
+// pictures made the way imports made them before they streamed (the
+// screenshot loaded whole, resized twice, saved twice).
 //   glintbook_bench_import [FOLDER] [RUNS]
 #include "imaging/picture_io.h"
 #include "imaging/resample.h"
@@ -27,6 +32,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
@@ -123,7 +129,53 @@ std::map<std::string, double> Split(const std::string& shot, const std::string& 
 
 }  // namespace
 
+// A line of /proc/self/status, in KiB.
+long StatusKiB(const char* key) {
+    FILE* f = std::fopen("/proc/self/status", "r");
+    char line[256];
+    long value = -1;
+    while (f && std::fgets(line, sizeof line, f))
+        if (std::strncmp(line, key, std::strlen(key)) == 0) value = std::atol(line + std::strlen(key));
+    if (f) std::fclose(f);
+    return value;
+}
+
+// --peak GAMEFOLDER import|whole TEXTURE: one import (or the pictures made
+// whole) in this fresh process; prints the KiB its peak adds to the idle size.
+int Peak(const char* folder, const std::string& way, int textureSize) {
+    glintbook::KeepPictureMemory();
+    fs::current_path(folder);
+    const long idle = StatusKiB("VmRSS:");
+    {
+        FILE* reset = std::fopen("/proc/self/clear_refs", "w");
+        Check(reset && std::fputs("5", reset) >= 0 && std::fclose(reset) == 0, "clear_refs");
+    }
+    Choices controls;
+    controls.textureSize = textureSize;
+    if (way == "import") {
+        ImportScreenshot(controls);
+    } else {
+        const Picture p = LoadPicture("ScreenShot 0.bmp");
+        SavePicture(ResizePicture(p, textureSize, textureSize), "Data Files/Textures/qor_tx_photo_0.bmp");
+        SavePicture(ResizePicture(p, 512, 512), "Data Files/BookArt/Photo 1.bmp");
+    }
+    std::printf("%ld\n", StatusKiB("VmHWM:") - idle);
+    return 0;
+}
+
+// Runs Peak in a fresh process; KiB, or -1.
+long PeakOf(const fs::path& game, const char* way, int textureSize) {
+    const std::string command =
+        "/proc/" + std::to_string(::getpid()) + "/exe --peak '" + game.string() + "' " + way + " " + std::to_string(textureSize);
+    FILE* child = ::popen(command.c_str(), "r");
+    long kib = -1;
+    if (child && std::fscanf(child, "%ld", &kib) != 1) kib = -1;
+    if (child) ::pclose(child);
+    return kib;
+}
+
 int main(int argc, char** argv) {
+    if (argc == 5 && std::strcmp(argv[1], "--peak") == 0) return Peak(argv[2], argv[3], std::atoi(argv[4]));
     glintbook::KeepPictureMemory();  // as the program does
     const fs::path base = argc > 1 ? fs::path(argv[1]) : fs::current_path();
     const int runs = argc > 2 ? std::max(3, std::atoi(argv[2])) : 15;
@@ -146,8 +198,9 @@ int main(int argc, char** argv) {
         int w, h;
     };
     std::vector<std::pair<Size, std::vector<double>>> copies;
+    std::vector<std::pair<Size, std::vector<long>>> peaks;
     for (const Size size : {Size{800, 600}, Size{1920, 1080}, Size{3840, 2160}}) {
-        Picture picture{size.w, size.h, std::vector<Colour>(size_t(size.w) * size_t(size.h))};
+        Picture picture{size.w, size.h, Pixels(size_t(size.w) * size_t(size.h), 0)};
         for (Colour& c : picture.pixels) c = random() & 0x00FFFFFF;
         SavePicture(picture, shot);
         const std::string shotBytes = files::ReadFile(shot);
@@ -220,10 +273,24 @@ int main(int argc, char** argv) {
             for (const char* f : {".texture", ".book"}) fs::remove(floor + f);
         }
         copies.emplace_back(size, std::vector<double>{Median(plainCopy), Median(kernelCopy)});
+        // The memory, with the larger texture.
+        std::vector<long> peak;
+        for (const char* way : {"import", "whole"}) {
+            WriteSetting(section::General, key::ScreenShotIndex, "1");
+            WriteSetting(section::General, key::ScreenShotBaseName, "ScreenShot");
+            files::WriteFileAtomic(shot, shotBytes);
+            peak.push_back(PeakOf(game, way, 1024));
+            fs::remove(archive);
+        }
+        peaks.emplace_back(size, peak);
     }
     std::printf("\n| archive copy (flushed) | read/write, 128 KiB | copy_file_range | runs |\n|---|---:|---:|---:|\n");
     for (const auto& [size, ms] : copies)
         std::printf("| %dx%d | %.2f | %.2f | %d |\n", size.w, size.h, ms[0], ms[1], 2 * runs);
+    std::printf("\n| memory above idle, 1024² texture (MB) | import, streaming | screenshot loaded whole, as before |\n"
+                "|---|---:|---:|\n");
+    for (const auto& [size, kib] : peaks)
+        std::printf("| %dx%d | %.1f | %.1f |\n", size.w, size.h, double(kib[0]) / 1024, double(kib[1]) / 1024);
     fs::current_path(base);
     fs::remove_all(game);
     return 0;

@@ -52,7 +52,7 @@ void CheckSize(std::int64_t width, std::int64_t height, const std::string& name)
 }
 
 Picture Blank(int width, int height) {
-    return Picture{width, height, std::vector<Colour>(std::size_t(width) * std::size_t(height))};
+    return Picture{width, height, Pixels(std::size_t(width) * std::size_t(height), 0)};
 }
 
 }  // namespace glintbook::pictures

@@ -130,7 +130,7 @@ std::unique_ptr<RowSource> RowsOfPicture(Picture picture) { return std::make_uni
 
 Picture ReadAll(RowSource& source) {
     const int w = source.width(), h = source.height();
-    Picture picture = Blank(w, h);
+    Picture picture{w, h, Pixels(size_t(w) * size_t(h))};  // every row is read into it
     const auto rows = [&](int y0, int y1) {
         for (int y = y0; y < y1; y += PieceRows(w)) {
             const int count = std::min(y1 - y, PieceRows(w));

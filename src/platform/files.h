@@ -72,6 +72,12 @@ private:
 void WriteFileAtomic(const std::string& path, std::string_view bytes);
 bool TryWriteFileAtomic(const std::string& path, std::string_view bytes);
 
+// WriteFileAtomic whose rename waits for ready(): false drops the write (the
+// temporary removed, `path` untouched) and returns false. Several files can
+// so be written and flushed at once and still be put in place one after the
+// other, as an import's files must appear in the order of its steps.
+bool WriteFileAtomicAfter(const std::string& path, std::string_view bytes, const std::function<bool()>& ready);
+
 // TryWriteFileAtomic for a file that another program rewrites whole while we
 // edit it (the game and its settings): just before the rename the file is
 // read again, and it is replaced only while it still holds `expected` (is
@@ -111,7 +117,8 @@ void CreateFolder(const std::string& path);  // one level; the parent must exist
 
 // Fault injection for tests: when set, the hook is asked before every step
 // of the operations above ("open", "write", "sync", "rename", "dirsync" (the
-// folder's flush after a rename, Linux), "copy", "delete", "mkdir", "read")
+// folder's flush after a rename, Linux), "place" (WriteFileAtomicAfter, once
+// the files before it are in place), "copy", "delete", "mkdir", "read")
 // with the path concerned; a non-zero result is taken as the errno of a
 // failure at that step. On Windows a negative result at "open" is a system
 // error code, negated, which the call there then reports; the process

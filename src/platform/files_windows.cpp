@@ -306,6 +306,17 @@ void WriteFileAtomic(const std::string& path, std::string_view bytes) {
     if (int e = WriteAtomic(path, bytes)) throw MissingPathFailure(e, path);
 }
 
+bool WriteFileAtomicAfter(const std::string& path, std::string_view bytes, const std::function<bool()>& ready) {
+    int placing = 0;
+    const int e = WriteAtomic(path, bytes, [&](const std::string&) {
+        return ready() && (placing = Injected("place", path)) == 0;
+    });
+    if (placing) throw FailureFromErrno(placing, path);
+    if (e == kTargetChanged) return false;
+    if (e) throw MissingPathFailure(e, path);
+    return true;
+}
+
 bool TryWriteFileAtomic(const std::string& path, std::string_view bytes) { return WriteAtomic(path, bytes) == 0; }
 
 Replace TryReplaceUnchanged(const std::string& path, std::string_view bytes, const std::optional<std::string>& expected) {

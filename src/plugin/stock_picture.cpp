@@ -22,7 +22,7 @@ Colour Mix(int r0, int g0, int b0, int r1, int g1, int b1, double t) {
 Picture StockPicture() {
     constexpr int side = kStockSide, margin = 28, bottom = 88;
     constexpr int top = margin, left = margin, right = side - margin, base = side - bottom;
-    Picture p{side, side, std::vector<Colour>(std::size_t(side) * side)};
+    Picture p{side, side, Pixels(std::size_t(side) * side)};
     for (int y = 0; y < side; ++y)
         for (int x = 0; x < side; ++x) {
             Colour c;

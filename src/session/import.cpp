@@ -13,6 +13,7 @@
 
 #include <exception>
 #include <functional>
+#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -22,6 +23,46 @@ namespace glintbook {
 namespace {
 
 constexpr int BookArtSize = 512;
+
+// A file step run on a thread of its own: Wait() says whether it put its
+// file in place (true for no step at all), Rethrow() passes on its failure.
+class Placed {
+public:
+    explicit Placed(std::function<void()> step) {
+        if (!step) {
+            placed_ = true;
+            return;
+        }
+        thread_ = std::thread([this, step = std::move(step)] {
+            try {
+                step();
+                placed_ = true;
+            } catch (...) {
+                failure_ = std::current_exception();
+            }
+        });
+    }
+    ~Placed() { Wait(); }
+    Placed(const Placed&) = delete;
+    Placed& operator=(const Placed&) = delete;
+
+    bool Wait() {
+        std::call_once(joined_, [this] {
+            if (thread_.joinable()) thread_.join();
+        });
+        return placed_;
+    }
+    void Rethrow() {
+        Wait();
+        if (failure_) std::rethrow_exception(failure_);
+    }
+
+private:
+    std::thread thread_;
+    std::once_flag joined_;
+    bool placed_ = false;
+    std::exception_ptr failure_;
+};
 
 // The steps both engines' screenshots go through: the archive copy under the
 // first free serial (earlier copies of the same number, from an album that
@@ -41,26 +82,19 @@ void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long l
         copy = files::ExistingSpelling(files::GamePath(archivePath(i)));
         if (!files::FileExists(copy)) break;
     }
-    // The archive copy is made on a thread of its own while the pictures are
-    // made from the screenshot, which stays in place meanwhile: waiting for
-    // its flush is the longest step of an import. Nothing is written under
-    // the pictures' names before the copy is whole, so the files still
-    // appear in the order of the steps.
-    std::exception_ptr copyFailure;
-    std::thread copier;
-    if (!copy.empty())
-        copier = std::thread([&] {
-            try {
-                files::CopyFile(screenshot, copy);
-            } catch (...) {
-                copyFailure = std::current_exception();
-            }
-        });
+    // Each file is written and flushed on a thread of its own, all at once,
+    // waiting for a flush being the longest part of an import; each is put
+    // in place only after the one before it, so the files still appear in
+    // the order of the steps, and one that failed keeps those after it out.
+    // The pictures are made from the screenshot, which stays in place,
+    // while the archive copy is flushed.
+    using Step = std::function<void()>;
+    Placed copied(copy.empty() ? Step() : [&] { files::CopyFile(screenshot, copy); });
     std::vector<std::string> encoded;
     std::exception_ptr pictureFailure;
     try {
-        // The screenshot is read once for both pictures, a few rows at a
-        // time: no whole screenshot is held.
+        // Read once for both pictures, a few rows at a time: no whole
+        // screenshot is held.
         const auto rows = loaded ? pictures::RowsOfPicture(std::move(*loaded)) : pictures::OpenRows(screenshot);
         std::vector<std::pair<int, int>> sizes{{BookArtSize, BookArtSize}};
         if (choices.textureSize != 0) sizes.insert(sizes.begin(), {choices.textureSize, choices.textureSize});
@@ -68,11 +102,19 @@ void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long l
     } catch (...) {
         pictureFailure = std::current_exception();
     }
-    if (copier.joinable()) copier.join();
-    if (copyFailure) std::rethrow_exception(copyFailure);
-    if (pictureFailure) std::rethrow_exception(pictureFailure);
-    if (choices.textureSize != 0) files::WriteFileAtomic(files::GamePath(game::TexturePath(p - 1)), encoded.front());
-    files::WriteFileAtomic(files::GamePath(game::BookArtPath(p)), encoded.back());
+    if (pictureFailure) {
+        copied.Wait();
+        std::rethrow_exception(pictureFailure);
+    }
+    const auto after = [](Placed& before, const std::string& path, const std::string& bytes) {
+        return Step([&before, path, &bytes] { files::WriteFileAtomicAfter(path, bytes, [&before] { return before.Wait(); }); });
+    };
+    Placed textured(choices.textureSize == 0 ? Step()
+                                             : after(copied, files::GamePath(game::TexturePath(p - 1)), encoded.front()));
+    Placed bookArt(after(choices.textureSize == 0 ? copied : textured, files::GamePath(game::BookArtPath(p)),
+                         encoded.back()));
+    // The first failure in the order of the steps is the import's.
+    for (Placed* step : {&copied, &textured, &bookArt}) step->Rethrow();
 }
 
 ImportOutcome After(const Choices& choices, long long p) {

@@ -32,7 +32,7 @@ inline fuzzing::Reading QtDecode(std::string_view bytes) {
     [[maybe_unused]] static const auto quiet =
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     out.decoded = true;
-    out.picture = Picture{w, h, std::vector<Colour>(size_t(w) * size_t(h))};
+    out.picture = Picture{w, h, Pixels(size_t(w) * size_t(h), 0)};
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
             const QRgb c = image.pixel(x, y);

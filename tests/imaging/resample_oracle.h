@@ -16,7 +16,7 @@ namespace glintbook::test {
 
 inline Picture OracleResize(const Picture& source, int w, int h) {
     const int W = source.width, H = source.height;
-    Picture target{w, h, std::vector<Colour>(size_t(w) * size_t(h))};
+    Picture target{w, h, Pixels(size_t(w) * size_t(h), 0)};
     const double rx = double(W) / double(w), ry = double(H) / double(h);
     // The overlap of source pixel s with [a, b), by the loop's four cases.
     const auto overlap = [](double s, double a, double b) {
@@ -45,7 +45,7 @@ inline Picture OracleResize(const Picture& source, int w, int h) {
 // exact halves in the averages common.
 inline Picture RandomPicture(int w, int h, std::uint32_t seed, bool fewValues = false) {
     std::mt19937 rng(seed);
-    Picture p{w, h, std::vector<Colour>(size_t(w) * size_t(h))};
+    Picture p{w, h, Pixels(size_t(w) * size_t(h), 0)};
     for (auto& c : p.pixels) {
         const Colour base = 100 + rng() % 2, top = rng() << 24;
         c = top | (fewValues ? base | (base + rng() % 2) << 8 | (base + 1 + rng() % 2) << 16 : rng() & 0xFFFFFF);

@@ -39,7 +39,7 @@ Picture Ppm(const std::string& name) {
     in >> magic >> w >> h >> top;
     in.get();
     EXPECT_TRUE(magic == "P6" && top == 255 && w > 0 && h > 0) << name;
-    Picture p{w, h, std::vector<Colour>(size_t(w) * size_t(h))};
+    Picture p{w, h, Pixels(size_t(w) * size_t(h), 0)};
     for (Colour& c : p.pixels) {
         char rgb[3] = {};
         in.read(rgb, 3);

@@ -124,7 +124,7 @@ TEST(ResampleOracle, EdgeShapesAndScreenshotsMatchTheLoop) {
     };
     for (const auto& s : shapes)
         ExpectMatchesOracle(test::RandomPicture(s[0], s[1], std::uint32_t(s[0] + s[3]), true), s[2], s[3]);
-    ExpectMatchesOracle(Picture{1, 16843020, std::vector<Colour>(16843020, 0x00FFFFFFu)}, 1, 1);
+    ExpectMatchesOracle(Picture{1, 16843020, Pixels(16843020, 0x00FFFFFFu)}, 1, 1);
     for (auto [W, H] :
          {std::pair{640, 480}, {800, 600}, {1024, 768}, {1280, 720}, {1600, 900}, {1920, 1080}, {2560, 1440}, {3840, 2160}})
         for (int side : {512, 1024}) {
@@ -187,7 +187,7 @@ TEST(ResampleRounding, ReciprocalRoundingEqualsDoubleQuotient) {
 }
 
 TEST(ResampleArguments, OutOfContractCallsFailCleanly) {
-    const Picture source = test::RandomPicture(8, 8, 1), broken{8, 8, std::vector<Colour>(63)};
+    const Picture source = test::RandomPicture(8, 8, 1), broken{8, 8, Pixels(63, 0)};
     for (const auto& call : std::vector<std::function<void()>>{
              [&] { ResizePicture(source, 0, 8); }, [&] { ResizePicture(source, 8, 0); },
              [&] { ResizePicture(source, -1, 5); }, [&] { ResizePicture(broken, 4, 4); },

@@ -407,24 +407,31 @@ bool RunChild(int k, std::chrono::microseconds delay, const std::function<void()
 }
 #endif
 
+// The folder's files, less the temporaries of writes under way (an import
+// writes its files at once), which the next start removes.
 Files Snapshot(const GameFolder& folder) {
     Files out;
-    for (const auto& e : fs::recursive_directory_iterator(folder.path()))
-        if (const auto name = fs::relative(e.path(), folder.path()).string(); e.is_regular_file()) out[name] = folder.read(name);
+    for (const auto& e : fs::recursive_directory_iterator(folder.path())) {
+        const auto name = fs::relative(e.path(), folder.path()).string();
+        const auto file = e.path().filename().string();
+        if (e.is_regular_file() && !(file.starts_with('.') && file.find(".tmp-") != std::string::npos))
+            out[name] = folder.read(name);
+    }
     return out;
 }
 
 // The whole states an operation passes through, recorded by running it in a
 // folder of its own: the folder as it is whenever a file operation (a write,
-// copy, deletion, folder creation or read) begins, and at the end. The
-// moments inside a write are not states: a kill there must look like before
-// once the next start has removed the temporary file.
+// copy, deletion, folder creation or read) begins or a written file is about
+// to be put in place, and at the end. The moments inside a write are not
+// states: a kill there must look like before once the next start has
+// removed the temporary file.
 std::vector<Files> States(const std::function<void(const GameFolder&)>& setup, const std::function<void()>& op) {
     GameFolder folder;
     setup(folder);
     std::vector<Files> states;
     files::SetFaultHook([&](std::string_view step, const std::string&) {
-        if (step == "open" || step == "copy" || step == "delete" || step == "mkdir" || step == "read")
+        if (step == "open" || step == "copy" || step == "place" || step == "delete" || step == "mkdir" || step == "read")
             states.push_back(Snapshot(folder));
         return 0;
     });

@@ -45,7 +45,7 @@ void Fill(Picture& pic, int x0, int y0, int w, int h, Colour c) {
 }  // namespace
 
 Picture DrawShot(int width, int height, long long number) {
-    Picture pic{width, height, std::vector<Colour>(size_t(width) * size_t(height))};
+    Picture pic{width, height, glintbook::Pixels(size_t(width) * size_t(height), 0)};
     const unsigned shift = unsigned(number) * 47u;
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x)

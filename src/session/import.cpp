@@ -71,7 +71,8 @@ private:
 // The archive folder may already exist in another letter case (MGE XE's
 // "screenshots", made under Wine): that one is it, never a second beside it.
 void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long long p,
-                   const std::function<std::string(long long serial)>& archivePath, std::optional<Picture> loaded) {
+                   const std::function<std::string(long long serial)>& archivePath,
+                   std::unique_ptr<pictures::RowSource> opened) {
     for (const char* folder : {game::ArchiveFolder, game::BookArtFolder}) {
         const std::string path = files::ExistingSpelling(files::GamePath(folder));
         if (!files::FolderExists(path)) files::CreateFolder(path);
@@ -95,7 +96,7 @@ void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long l
     try {
         // Read once for both pictures, a few rows at a time: no whole
         // screenshot is held.
-        const auto rows = loaded ? pictures::RowsOfPicture(std::move(*loaded)) : pictures::OpenRows(screenshot);
+        const auto rows = opened ? std::move(opened) : pictures::OpenRows(screenshot);
         std::vector<std::pair<int, int>> sizes{{BookArtSize, BookArtSize}};
         if (choices.textureSize != 0) sizes.insert(sizes.begin(), {choices.textureSize, choices.textureSize});
         for (const Picture& made : ResizeRows(*rows, sizes)) encoded.push_back(bmp::Encode24(made));
@@ -134,13 +135,13 @@ ImportOutcome ImportScreenshot(const Choices& choices) {
 }
 
 ImportOutcome ImportShot(const Choices& choices, const shots::Source& source, const std::string& screenshot,
-                         std::optional<Picture> loaded) {
+                         std::unique_ptr<pictures::RowSource> opened) {
     // MGE XE and the open engine do not count in Morrowind.ini; Glintbook
     // moves the counter on for them, as the original engine does after each
     // screenshot.
     const long long p = ReadSettingInt(section::General, key::ScreenShotIndex) + 1LL;
     const bool inPlace = source.archive(screenshot, 0).empty();
-    TakeIntoAlbum(choices, screenshot, p, [&](long long i) { return source.archive(screenshot, i); }, std::move(loaded));
+    TakeIntoAlbum(choices, screenshot, p, [&](long long i) { return source.archive(screenshot, i); }, std::move(opened));
     // Counted before the screenshot goes: a stop in between takes a picture
     // twice at worst, never writes two onto one number.
     WriteSetting(section::General, key::ScreenShotIndex, DecimalText(p));

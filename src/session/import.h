@@ -1,9 +1,9 @@
 #pragma once
 // Taking the game's newest screenshot into the selected album.
-#include "imaging/picture.h"
+#include "imaging/picture_rows.h"
 #include "settings/choices.h"
 
-#include <optional>
+#include <memory>
 #include <string>
 
 namespace glintbook {
@@ -31,9 +31,9 @@ struct Source;
 // archive copy keeps its name and format with a serial
 // ("screenshot007_0.png"), unless the screenshot already lies in the archive
 // and stays; then texture p - 1 and book art p as above, the screenshot
-// deleted (when copied) and the full-album rule applied. `loaded` is the
-// screenshot's picture when the caller has read it already.
+// deleted (when copied) and the full-album rule applied. `opened` is the
+// screenshot opened for its rows when the caller has opened it already.
 ImportOutcome ImportShot(const Choices& choices, const shots::Source& source, const std::string& screenshot,
-                         std::optional<Picture> loaded = std::nullopt);
+                         std::unique_ptr<pictures::RowSource> opened = nullptr);
 
 }  // namespace glintbook

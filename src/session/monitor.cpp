@@ -1,6 +1,6 @@
 #include "session/monitor.h"
 
-#include "imaging/picture_io.h"
+#include "imaging/picture_rows.h"
 #include "platform/failure.h"
 #include "platform/files.h"
 #include "platform/processes.h"
@@ -44,9 +44,13 @@ ImportOutcome TakeWritten(Source& source, const Choices& choices, bool last) {
         source.sizes[name] = size;
         const auto refused = source.refused.find(name);
         if (size == 0 || (!held && !last) || (refused != source.refused.end() && refused->second == size)) continue;
-        std::optional<Picture> picture;
+        // Opening checks the header and that every row is there; a file
+        // whose damage shows only when it is decoded in order (PNG, JPEG)
+        // is decoded whole here, the only way to know it is whole.
+        std::unique_ptr<pictures::RowSource> rows;
         try {
-            picture = LoadPicture(path);
+            rows = pictures::OpenRows(path);
+            if (!rows->AnyOrder()) rows = pictures::RowsOfPicture(pictures::ReadAll(*rows));
         } catch (const Failure& failure) {
             if (!NotWholeYet(failure.number())) throw;
             source.refused[name] = size;
@@ -56,7 +60,7 @@ ImportOutcome TakeWritten(Source& source, const Choices& choices, bool last) {
         source.refused.erase(name);
         // One kept where it lies is never taken again.
         if (source.archive(path, 0).empty()) source.earlier.insert(name);
-        if (ImportShot(choices, source, path, std::move(picture)) == ImportOutcome::AlbumClosed)
+        if (ImportShot(choices, source, path, std::move(rows)) == ImportOutcome::AlbumClosed)
             return ImportOutcome::AlbumClosed;
     }
     return ImportOutcome::Done;

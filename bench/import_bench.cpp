@@ -12,9 +12,11 @@
 //    temporary name and renamed into place, the texture and the book art over
 //    files of the same size as the import replaces them, and a file of the
 //    screenshot's size deleted as the import deletes the screenshot.
-//  - split: the import's file and picture steps made by the same calls one
-//    at a time, each timed, with the steps inside a copy or a save (temporary
-//    file, fsync, rename) timed through the file layer's step hook.
+//  - split: the import's file and picture steps made one after the other,
+//    as imports made them before they overlapped (the copy, then the whole
+//    screenshot loaded, resized twice and saved twice), each timed, with
+//    the steps inside a copy or a save (temporary file, fsync, rename) timed
+//    through the file layer's step hook.
 // Then the archive copy alone, by plain reads and writes against
 // copy_file_range (our CopyFile's way), each flushed; and the memory an
 // import takes: each import in a fresh process of its own (this program run
@@ -192,7 +194,7 @@ int main(int argc, char** argv) {
 
     std::mt19937 random(7);
     std::printf("| screenshot | texture | floor | floor with names | import | import / floor | import / floor with "
-                "names | split: copy / load / resample / encode / write / fsync / rename / delete | split total |\n"
+                "names | split, one step after another: copy / load / resample / encode / write / fsync / rename / delete | split total |\n"
                 "|---|---|---:|---:|---:|---:|---:|---|---:|\n");
     struct Size {
         int w, h;

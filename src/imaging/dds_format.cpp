@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <memory>
 
 namespace glintbook::dds {
 
@@ -51,10 +52,21 @@ std::string FourCC(std::uint32_t code) {
 
 bool IsDds(std::string_view bytes) { return bytes.size() >= 4 && std::memcmp(bytes.data(), "DDS ", 4) == 0; }
 
-Picture Decode(std::string_view bytes, const std::string& name) {
-    if (!IsDds(bytes)) Invalid(name, "not a DDS file");
-    if (bytes.size() < kHeader) Invalid(name, "truncated header");
-    const std::uint8_t* b = pictures::Bytes(bytes);
+namespace {
+
+// A checked surface: its size, where its rows are and how a pixel reads.
+struct Surface {
+    int width = 0, height = 0;
+    size_t stride = 0, packed = 0;
+    std::uint32_t bitCount = 0;
+    bool bgr = false, rgb = false;
+    Channel channels[3] = {Channel(0), Channel(0), Channel(0)};
+};
+
+Surface Check(std::string_view head, std::uint64_t fileSize, const std::string& name) {
+    if (!IsDds(head)) Invalid(name, "not a DDS file");
+    if (fileSize < kHeader) Invalid(name, "truncated header");
+    const std::uint8_t* b = pictures::Bytes(head);
     if (Le32(b + 4) != 124 || Le32(b + 76) != 32) Invalid(name, "unknown header form");
     const std::uint32_t flags = Le32(b + 8), pitch = Le32(b + 20);
     const std::uint32_t format = Le32(b + 80), bitCount = Le32(b + 88);
@@ -68,42 +80,59 @@ Picture Decode(std::string_view bytes, const std::string& name) {
     }
     if (!(format & kRgb)) Invalid(name, "not RGB pixels: only uncompressed RGB is read");
     if (bitCount != 16 && bitCount != 24 && bitCount != 32) Invalid(name, std::to_string(bitCount) + " bits per pixel");
-    const Channel channels[3] = {Channel(Le32(b + 92)), Channel(Le32(b + 96)), Channel(Le32(b + 100))};
-    const std::uint32_t r = channels[0].mask, g = channels[1].mask, bl = channels[2].mask;
+    Surface s{.bitCount = bitCount, .channels = {Channel(Le32(b + 92)), Channel(Le32(b + 96)), Channel(Le32(b + 100))}};
+    const std::uint32_t r = s.channels[0].mask, g = s.channels[1].mask, bl = s.channels[2].mask;
     const bool apart = (r & g) == 0 && (g & bl) == 0 && (r & bl) == 0 && (std::uint64_t(r | g | bl) >> bitCount) == 0;
-    if (!apart || !channels[0].contiguous() || !channels[1].contiguous() || !channels[2].contiguous())
+    if (!apart || !s.channels[0].contiguous() || !s.channels[1].contiguous() || !s.channels[2].contiguous())
         Invalid(name, "colour masks that do not fit the pixel");
     pictures::CheckSize(width, height, name);
-    const int w = int(width), h = int(height);
-    const size_t step = bitCount / 8, packed = size_t(w) * step;
+    s.width = int(width), s.height = int(height);
+    s.packed = size_t(s.width) * (bitCount / 8);
     // D3DX gives the row pitch; a pitch of 0, or a linear size given
     // instead, leaves the rows packed.
-    const size_t stride = (flags & kPitch) && pitch != 0 ? pitch : packed;
-    if (stride < packed) Invalid(name, "a row pitch shorter than a row");
-    if (bytes.size() - kHeader < stride * size_t(h - 1) + packed) Invalid(name, "truncated pixel data");
+    s.stride = (flags & kPitch) && pitch != 0 ? pitch : s.packed;
+    if (s.stride < s.packed) Invalid(name, "a row pitch shorter than a row");
+    if (fileSize - kHeader < std::uint64_t(s.stride) * std::uint64_t(s.height - 1) + s.packed)
+        Invalid(name, "truncated pixel data");
+    s.bgr = r == 0xFF0000 && g == 0xFF00 && bl == 0xFF;  // A8R8G8B8, X8R8G8B8, R8G8B8: bytes B, G, R
+    s.rgb = r == 0xFF && g == 0xFF00 && bl == 0xFF0000;  // A8B8G8R8, X8B8G8R8: bytes R, G, B
+    return s;
+}
 
-    Picture picture = pictures::Blank(w, h);
-    const std::uint8_t* rows = b + kHeader;
-    const bool bgr = r == 0xFF0000 && g == 0xFF00 && bl == 0xFF;  // A8R8G8B8, X8R8G8B8, R8G8B8: bytes B, G, R
-    const bool rgb = r == 0xFF && g == 0xFF00 && bl == 0xFF0000;  // A8B8G8R8, X8B8G8R8: bytes R, G, B
-    const auto colour = [&](std::uint32_t v) { return channels[0](v) | channels[1](v) << 8 | channels[2](v) << 16; };
-    pictures::InBands(w, h, [&](int y0, int y1) {
-        for (int y = y0; y < y1; ++y) {
-            const std::uint8_t* in = rows + size_t(y) * stride;
-            Colour* out = picture.pixels.data() + size_t(y) * size_t(w);
-            if (bitCount == 24 && bgr) {
-                pictures::Bgr24Row(in, out, w);
-            } else if (bitCount == 32 && (rgb || bgr)) {
-                pictures::Rgbx32Row(in, out, w, bgr);
-            } else {
-                for (int x = 0; x < w; ++x) {
-                    const std::uint8_t* p = in + size_t(x) * step;
-                    out[x] = colour(bitCount == 16   ? pictures::Le16(p)
-                                    : bitCount == 24 ? p[0] | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16
-                                                     : Le32(p));
-                }
-            }
-        }
+void ConvertRow(const Surface& s, const std::uint8_t* in, Colour* out) {
+    const int w = s.width;
+    if (s.bitCount == 24 && s.bgr) return pictures::Bgr24Row(in, out, w);
+    if (s.bitCount == 32 && (s.rgb || s.bgr)) return pictures::Rgbx32Row(in, out, w, s.bgr);
+    const size_t step = s.bitCount / 8;
+    for (int x = 0; x < w; ++x) {
+        const std::uint8_t* p = in + size_t(x) * step;
+        const std::uint32_t v = s.bitCount == 16   ? pictures::Le16(p)
+                                : s.bitCount == 24 ? p[0] | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16
+                                                   : Le32(p);
+        out[x] = s.channels[0](v) | s.channels[1](v) << 8 | s.channels[2](v) << 16;
+    }
+}
+
+}  // namespace
+
+std::optional<pictures::RowLayout> Rows(std::string_view head, std::uint64_t fileSize, const std::string& name) {
+    auto s = std::make_shared<const Surface>(Check(head, fileSize, name));
+    pictures::RowLayout rows;
+    rows.width = s->width;
+    rows.height = s->height;
+    rows.offset = kHeader;
+    rows.stride = s->stride;
+    rows.rowBytes = s->packed;
+    rows.convert = [s](const std::uint8_t* in, Colour* out) { ConvertRow(*s, in, out); };
+    return rows;
+}
+
+Picture Decode(std::string_view bytes, const std::string& name) {
+    const Surface s = Check(bytes, bytes.size(), name);
+    Picture picture = pictures::Blank(s.width, s.height);
+    const std::uint8_t* rows = pictures::Bytes(bytes) + kHeader;
+    pictures::InBands(s.width, s.height, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) ConvertRow(s, rows + size_t(y) * s.stride, picture.pixels.data() + size_t(y) * size_t(s.width));
     });
     return picture;
 }

@@ -3,7 +3,10 @@
 // saved in (D3DX's save of a surface, as graphics extensions for the game
 // take their screenshots).
 #include "imaging/picture.h"
+#include "imaging/picture_rows.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,5 +23,9 @@ bool IsDds(std::string_view bytes);
 // A compressed or other FourCC form, a header that does not hold together,
 // or rows cut short throw Failure(ErrInvalidPicture) naming `name`.
 Picture Decode(std::string_view bytes, const std::string& name);
+
+// Where the rows lie, after the checks Decode makes of the header (the same
+// failures), in a file of `fileSize` bytes that `head` begins.
+std::optional<pictures::RowLayout> Rows(std::string_view head, std::uint64_t fileSize, const std::string& name);
 
 }  // namespace glintbook::dds

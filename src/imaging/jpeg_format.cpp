@@ -10,7 +10,9 @@
 
 #include <csetjmp>
 #include <cstdio>  // jpeglib.h needs FILE
+#include <algorithm>
 #include <memory>
+#include <stdexcept>
 
 #include <jpeglib.h>
 #include <jerror.h>
@@ -66,7 +68,6 @@ struct Decoder {
     jpeg_decompress_struct info{};
     Errors errors{};
     jpeg_progress_mgr progress{};
-    Picture* picture = nullptr;
     const char* refusal = nullptr;  // set instead of decoding
     size_t trailing = 0;            // bytes after the end-of-image marker
     bool created = false;
@@ -75,10 +76,12 @@ struct Decoder {
     }
 };
 
-// Runs libjpeg over the bytes into d.picture. False after an error, whose
-// text is in d.errors.message. No object with a destructor lives in this
-// frame: the jump back may come from anywhere inside libjpeg.
-bool Run(Decoder& d, const std::uint8_t* data, size_t size, const std::string& name) {
+// The three steps of a decode, each false after an error, whose text is in
+// d.errors.message. No object with a destructor lives in their frames: the
+// jump back may come from anywhere inside libjpeg.
+
+// Reads the header and starts the decompression (or sets d.refusal).
+bool Start(Decoder& d, const std::uint8_t* data, size_t size, const std::string& name) {
     jpeg_decompress_struct& info = d.info;
     info.err = jpeg_std_error(&d.errors.manager);
     d.errors.manager.error_exit = Fail;
@@ -108,34 +111,83 @@ bool Run(Decoder& d, const std::uint8_t* data, size_t size, const std::string& n
     info.dct_method = JDCT_ISLOW;
     info.do_fancy_upsampling = TRUE;
     jpeg_start_decompress(&info);
-    Picture& p = *d.picture;
-    p = pictures::Blank(int(info.output_width), int(info.output_height));
-    while (info.output_scanline < info.output_height) {
-        JSAMPROW rows[16];
-        const JDIMENSION first = info.output_scanline;
-        const JDIMENSION n = std::min<JDIMENSION>(16, info.output_height - first);
-        for (JDIMENSION i = 0; i < n; ++i)
-            rows[i] = reinterpret_cast<JSAMPROW>(p.pixels.data() + size_t(first + i) * size_t(p.width));
-        const JDIMENSION got = jpeg_read_scanlines(&info, rows, n);
-        Colour* c = p.pixels.data() + size_t(first) * size_t(p.width);
-        for (size_t i = 0, end = size_t(got) * size_t(p.width); i < end; ++i) c[i] &= 0xFFFFFF;
-    }
-    jpeg_finish_decompress(&info);  // to the end-of-image marker: damage after the last row still counts
-    d.trailing = info.src->bytes_in_buffer;
     return true;
 }
+
+// The next `count` rows into `out`.
+bool Scan(Decoder& d, Colour* out, int count) {
+    jpeg_decompress_struct& info = d.info;
+    if (setjmp(d.errors.jump)) return false;
+    const size_t w = info.output_width;
+    for (int done = 0; done < count;) {
+        JSAMPROW rows[16];
+        const int n = std::min(16, count - done);
+        for (int i = 0; i < n; ++i) rows[i] = reinterpret_cast<JSAMPROW>(out + size_t(done + i) * w);
+        const JDIMENSION got = jpeg_read_scanlines(&info, rows, JDIMENSION(n));
+        Colour* c = out + size_t(done) * w;
+        for (size_t i = 0, end = size_t(got) * w; i < end; ++i) c[i] &= 0xFFFFFF;
+        done += int(got);
+    }
+    return true;
+}
+
+// After the last row: to the end-of-image marker, for damage after the last
+// row still counts.
+bool Finish(Decoder& d) {
+    if (setjmp(d.errors.jump)) return false;
+    jpeg_finish_decompress(&d.info);
+    d.trailing = d.info.src->bytes_in_buffer;
+    return true;
+}
+
+// What follows the end-of-image marker, once Finish has found it.
+void CheckTrailing(const Decoder& d, std::string_view bytes, const std::string& name) {
+    if (!OnlyPadding(bytes.substr(bytes.size() - d.trailing))) pictures::Invalid(name, "damaged: data after its end-of-image marker");
+}
+
+std::unique_ptr<Decoder> Started(std::string_view bytes, const std::string& name) {
+    if (!IsJpeg(bytes)) pictures::Invalid(name, "not a JPEG file");
+    auto d = std::make_unique<Decoder>();
+    if (!Start(*d, pictures::Bytes(bytes), bytes.size(), name)) pictures::Invalid(name, d->errors.message);
+    if (d->refusal) pictures::Invalid(name, d->refusal);
+    return d;
+}
+
+class JpegRows final : public pictures::RowSource {
+public:
+    JpegRows(std::string_view bytes, std::shared_ptr<const void> keep, const std::string& name)
+        : keep_(std::move(keep)), bytes_(bytes), name_(name), d_(Started(bytes, name)) {
+        width_ = int(d_->info.output_width);
+        height_ = int(d_->info.output_height);
+    }
+    bool AnyOrder() const override { return false; }
+    void Read(int first, int count, Colour* out) override {
+        if (first != int(d_->info.output_scanline)) throw std::logic_error("JPEG rows read out of order");
+        if (!Scan(*d_, out, count)) pictures::Invalid(name_, d_->errors.message);
+        if (first + count < height_) return;
+        if (!Finish(*d_)) pictures::Invalid(name_, d_->errors.message);
+        CheckTrailing(*d_, bytes_, name_);
+    }
+
+private:
+    std::shared_ptr<const void> keep_;
+    std::string_view bytes_;
+    std::string name_;
+    std::unique_ptr<Decoder> d_;
+};
 
 }  // namespace
 
 Picture Decode(std::string_view bytes, const std::string& name) {
-    if (!IsJpeg(bytes)) pictures::Invalid(name, "not a JPEG file");
-    Picture picture;
-    const auto d = std::make_unique<Decoder>();
-    d->picture = &picture;
-    if (!Run(*d, pictures::Bytes(bytes), bytes.size(), name)) pictures::Invalid(name, d->errors.message);
-    if (d->refusal) pictures::Invalid(name, d->refusal);
-    if (!OnlyPadding(bytes.substr(bytes.size() - d->trailing))) pictures::Invalid(name, "damaged: data after its end-of-image marker");
+    const auto d = Started(bytes, name);
+    Picture picture = pictures::Blank(int(d->info.output_width), int(d->info.output_height));
+    if (!Scan(*d, picture.pixels.data(), picture.height) || !Finish(*d)) pictures::Invalid(name, d->errors.message);
+    CheckTrailing(*d, bytes, name);
     return picture;
+}
+
+std::unique_ptr<pictures::RowSource> Rows(std::string_view bytes, std::shared_ptr<const void> keep, const std::string& name) {
+    return std::make_unique<JpegRows>(bytes, std::move(keep), name);
 }
 
 }  // namespace glintbook::jpeg

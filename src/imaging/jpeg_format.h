@@ -4,7 +4,9 @@
 // program, which has no libjpeg, with the decoder chosen for it in
 // jpeg_format_windows.cpp.
 #include "imaging/picture.h"
+#include "imaging/picture_rows.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -27,6 +29,15 @@ inline bool OnlyPadding(std::string_view after) { return after.find_first_not_of
 // throws Failure(ErrInvalidPicture) naming `name`, with the same reasons on
 // either platform for the faults both see.
 Picture Decode(std::string_view bytes, const std::string& name);
+
+#ifndef _WIN32
+// The same picture's rows, top to bottom, as libjpeg decodes them: the
+// header is read and checked now, the rest as rows are asked for, with the
+// same failures as Decode (after the last row, what follows the picture).
+// `keep` keeps `bytes` for as long as the source lives.
+std::unique_ptr<pictures::RowSource> Rows(std::string_view bytes, std::shared_ptr<const void> keep,
+                                          const std::string& name);
+#endif
 
 #ifdef _WIN32
 // stb_image's decode alone, without the checks Decode makes first; an empty

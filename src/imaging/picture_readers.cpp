@@ -13,23 +13,35 @@ namespace glintbook::pictures {
 
 namespace {
 
-bool IsBmp(std::string_view b) { return b.size() >= 2 && b[0] == 'B' && b[1] == 'M'; }
+bool IsBmp(std::string_view b, std::uint64_t) { return b.size() >= 2 && b[0] == 'B' && b[1] == 'M'; }
+
+// The formats with a signature need no more than the first bytes.
+template <bool (*signature)(std::string_view)>
+bool Signed(std::string_view head, std::uint64_t) { return signature(head); }
+
+#ifdef _WIN32
+constexpr auto kJpegRows = nullptr;  // stb_image decodes whole
+#else
+constexpr auto kJpegRows = jpeg::Rows;
+#endif
 
 constexpr std::array kReaders{
     Reader{"BMP", IsBmp, bmp::Decode, bmp::Rows},
-    Reader{"PNG", png::IsPng, png::Decode},
-    Reader{"JPEG", jpeg::IsJpeg, jpeg::Decode},
-    Reader{"DDS", dds::IsDds, dds::Decode},
-    Reader{"TGA", tga::IsTga, tga::Decode},
+    Reader{"PNG", Signed<png::IsPng>, png::Decode, nullptr, png::Rows},
+    Reader{"JPEG", Signed<jpeg::IsJpeg>, jpeg::Decode, nullptr, kJpegRows},
+    Reader{"DDS", Signed<dds::IsDds>, dds::Decode, dds::Rows},
+    Reader{"TGA", tga::IsTga, tga::Decode, tga::Rows},
 };
 
 }  // namespace
 
 std::span<const Reader> Readers() { return kReaders; }
 
-const Reader* ReaderFor(std::string_view bytes) {
+const Reader* ReaderFor(std::string_view bytes) { return ReaderFor(bytes, bytes.size()); }
+
+const Reader* ReaderFor(std::string_view head, std::uint64_t fileSize) {
     for (const Reader& r : kReaders)
-        if (r.claims(bytes)) return &r;
+        if (r.claims(head, fileSize)) return &r;
     return nullptr;
 }
 

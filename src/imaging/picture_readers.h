@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -20,8 +21,10 @@ constexpr std::int64_t kMaxSide = 32768;
 constexpr std::int64_t kMaxPixels = std::int64_t(1) << 25;
 
 struct Reader {
-    const char* name;                        // "TGA", for the failure's text
-    bool (*claims)(std::string_view bytes);  // by the first bytes alone
+    const char* name;  // "TGA", for the failure's text
+    // By the first bytes alone: `head`, the file's first min(fileSize,
+    // kHeadBytes) bytes or more, of a file of `fileSize` bytes.
+    bool (*claims)(std::string_view head, std::uint64_t fileSize);
     // Throws Failure(ErrInvalidPicture) naming `name` for anything damaged,
     // cut short, over the limits above or of a form the reader does not take.
     Picture (*decode)(std::string_view bytes, const std::string& name);
@@ -31,6 +34,13 @@ struct Reader {
     // rows are; nothing for a form that must be decoded whole. Null for
     // formats that are always decoded whole.
     std::optional<RowLayout> (*layout)(std::string_view head, std::uint64_t fileSize, const std::string& name) = nullptr;
+    // For forms whose library decodes a few rows at a time: the rows of the
+    // whole file's `bytes`, top to bottom, its header checked now as decode
+    // would; `keep` keeps the bytes for as long as the source needs them.
+    // The rows give exactly decode's colours and failures. Null for formats
+    // that are always decoded whole.
+    std::unique_ptr<RowSource> (*rows)(std::string_view bytes, std::shared_ptr<const void> keep,
+                                       const std::string& name) = nullptr;
 };
 
 // Asked in this order: BMP "BM", PNG's signature, JPEG FF D8 FF, DDS "DDS ",
@@ -38,8 +48,10 @@ struct Reader {
 // together, after every format that has one.
 std::span<const Reader> Readers();
 
-// The first reader that claims `bytes`; nullptr when none does.
+// The first reader that claims `bytes`, a whole file, or `head`, the first
+// bytes of a file of `fileSize`; nullptr when none does.
 const Reader* ReaderFor(std::string_view bytes);
+const Reader* ReaderFor(std::string_view head, std::uint64_t fileSize);
 
 // Decodes with the reader that claims `bytes`; bytes no reader claims throw
 // Failure(ErrInvalidPicture) saying which formats were tried.

@@ -81,18 +81,28 @@ void RefuseLargerThanAnyPicture(std::uint64_t size, const std::string& path) {
     if (size > kMaxFileSize) Invalid(path, "file too large");
 }
 
-Opened Open(const ReadAt& read, std::uint64_t size, std::shared_ptr<void> keep, const std::string& path) {
+// `inMemory`: the whole file, when it is in memory already.
+Opened Open(const ReadAt& read, std::uint64_t size, std::shared_ptr<void> keep, const std::string& path,
+            std::optional<std::string_view> inMemory = std::nullopt) {
     RefuseLargerThanAnyPicture(size, path);
     std::string head(size_t(std::min<std::uint64_t>(size, kHeadBytes)), '\0');
     const bool whole = read(0, head.data(), head.size()) == head.size();
     // The content, not the name, tells the format: the original engine
     // writes BMP, the open engine PNG (or JPEG or TGA, as set), graphics
     // extensions DDS.
-    if (const Reader* reader = whole ? ReaderFor(head) : nullptr; reader && reader->layout)
+    if (const Reader* reader = whole ? ReaderFor(head, size) : nullptr; reader && reader->layout)
         if (auto layout = reader->layout(head, size, path))
             return {std::make_unique<FileRows>(read, std::move(keep), path, std::move(*layout)), std::nullopt};
-    std::string bytes(size_t(size), '\0');
-    bytes.resize(read(0, bytes.data(), bytes.size()));
+    std::shared_ptr<const std::string> file;
+    if (!inMemory) {
+        auto bytes = std::make_shared<std::string>(size_t(size), '\0');
+        bytes->resize(read(0, bytes->data(), bytes->size()));
+        file = std::move(bytes);
+    }
+    const std::string_view bytes = inMemory ? *inMemory : std::string_view(*file);
+    // Chosen again from what was read: the file may have changed since.
+    if (const Reader* reader = ReaderFor(bytes); reader && reader->rows)
+        if (auto rows = reader->rows(bytes, file, path)) return {std::move(rows), std::nullopt};
     return {nullptr, Decode(bytes, path)};
 }
 
@@ -121,7 +131,7 @@ std::unique_ptr<RowSource> OpenRows(std::string_view bytes, const std::string& n
         if (n) std::memcpy(out, bytes.data() + at, n);
         return n;
     };
-    Opened opened = Open(read, bytes.size(), nullptr, name);
+    Opened opened = Open(read, bytes.size(), nullptr, name, bytes);
     if (opened.rows) return std::move(opened.rows);
     return RowsOfPicture(std::move(*opened.whole));
 }

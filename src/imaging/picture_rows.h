@@ -50,7 +50,9 @@ constexpr std::size_t kHeadBytes = 64 << 10;
 // Opens a picture file for its rows: the header is read and checked now, so
 // that a file that is not a picture, or is cut short, fails here with the
 // same Failure LoadPicture gives. Uncompressed forms are read straight from
-// the file in pieces (AnyOrder); the others are decoded whole first.
+// the file in pieces (AnyOrder); JPEG and PNG (not interlaced) from the file
+// in memory, decoded as their rows are asked for, top to bottom; the others
+// are decoded whole first.
 std::unique_ptr<RowSource> OpenRows(const std::string& path);
 
 // The same for a picture file's bytes in memory, which must outlive the

@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -174,13 +175,23 @@ bool IsPng(std::string_view bytes) {
     return bytes.size() >= sizeof kSignature && std::memcmp(bytes.data(), kSignature, sizeof kSignature) == 0;
 }
 
-Picture Decode(std::string_view bytes, const std::string& name) {
+namespace {
+
+// A file read to its inflated rows, each still filtered.
+struct Inflated {
+    Header h;
+    std::array<Colour, 256> palette{};  // black past the file's colours
+    std::vector<std::uint8_t> raw;
+};
+
+Inflated Read(std::string_view bytes, const std::string& name) {
     if (!IsPng(bytes)) Invalid(name, "not a PNG file");
     const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
     const size_t size = bytes.size();
-    Header h;
+    Inflated file;
+    Header& h = file.h;
     bool haveHeader = false, ended = false;
-    std::array<Colour, 256> palette{};  // black past the file's colours
+    std::array<Colour, 256>& palette = file.palette;
     bool havePalette = false;
     // The compressed stream: one piece in place when the file has one pixel
     // chunk, else the pieces joined.
@@ -224,7 +235,8 @@ Picture Decode(std::string_view bytes, const std::string& name) {
         if (pw > 0 && ph > 0) rawSize += size_t(ph) * (1 + h.rowBytes(pw));
     }
 
-    std::vector<std::uint8_t> raw(rawSize);
+    std::vector<std::uint8_t>& raw = file.raw;
+    raw.resize(rawSize);
     bool inflated;
     if (pieces.size() == 1) {
         inflated = Inflate(data + pieces[0].first, pieces[0].second, raw.data(), raw.size());
@@ -237,7 +249,13 @@ Picture Decode(std::string_view bytes, const std::string& name) {
         inflated = Inflate(joined.data(), joined.size(), raw.data(), raw.size());
     }
     if (!inflated) Invalid(name, "damaged or truncated pixel data");
+    return file;
+}
 
+Picture DecodeInflated(Inflated& file, const std::string& name) {
+    const Header& h = file.h;
+    const Pass* passes = h.interlaced ? kAdam7 : kWhole;
+    const int passCount = h.interlaced ? 7 : 1;
     Picture picture;
     picture.width = h.width;
     picture.height = h.height;
@@ -245,7 +263,7 @@ Picture Decode(std::string_view bytes, const std::string& name) {
     const size_t bpp = std::max<size_t>(1, h.bitsPerPixel() / 8);
     std::vector<std::uint8_t> zeros(h.rowBytes(h.width), 0);
     std::vector<Colour> spread(h.interlaced ? size_t(h.width) : 0);
-    std::uint8_t* at = raw.data();
+    std::uint8_t* at = file.raw.data();
     for (int p = 0; p < passCount; ++p) {
         const Pass& pass = passes[p];
         const auto [pw, ph] = pass.size(h);
@@ -258,14 +276,57 @@ Picture Decode(std::string_view bytes, const std::string& name) {
             const int py = pass.y0 + y * pass.dy;
             Colour* row = picture.pixels.data() + size_t(py) * size_t(h.width);
             if (!h.interlaced) {
-                Convert(h, palette, at + 1, row, pw);
+                Convert(h, file.palette, at + 1, row, pw);
             } else {
-                Convert(h, palette, at + 1, spread.data(), pw);
+                Convert(h, file.palette, at + 1, spread.data(), pw);
                 for (int x = 0; x < pw; ++x) row[pass.x0 + x * pass.dx] = spread[size_t(x)];
             }
         }
     }
     return picture;
+}
+
+// A plain (not interlaced) picture's rows, unfiltered in place one after
+// another as they are asked for.
+class PngRows final : public pictures::RowSource {
+public:
+    PngRows(Inflated file, std::string name)
+        : file_(std::move(file)), name_(std::move(name)), zeros_(file_.h.rowBytes(file_.h.width), 0) {
+        width_ = file_.h.width;
+        height_ = file_.h.height;
+    }
+    bool AnyOrder() const override { return false; }
+    void Read(int first, int count, Colour* out) override {
+        if (first != next_) throw std::logic_error("PNG rows read out of order");
+        const Header& h = file_.h;
+        const size_t n = h.rowBytes(h.width), bpp = std::max<size_t>(1, h.bitsPerPixel() / 8);
+        for (int y = first; y < first + count; ++y, out += width_) {
+            std::uint8_t* at = file_.raw.data() + size_t(y) * (1 + n);
+            const std::uint8_t* prev = y == 0 ? zeros_.data() : at - n;
+            if (!Unfilter(at[0], at + 1, prev, n, bpp)) Invalid(name_, "unknown row filter");
+            Convert(h, file_.palette, at + 1, out, width_);
+        }
+        next_ = first + count;
+    }
+
+private:
+    Inflated file_;
+    std::string name_;
+    std::vector<std::uint8_t> zeros_;
+    int next_ = 0;
+};
+
+}  // namespace
+
+Picture Decode(std::string_view bytes, const std::string& name) {
+    Inflated file = Read(bytes, name);
+    return DecodeInflated(file, name);
+}
+
+std::unique_ptr<pictures::RowSource> Rows(std::string_view bytes, std::shared_ptr<const void>, const std::string& name) {
+    Inflated file = Read(bytes, name);
+    if (file.h.interlaced) return pictures::RowsOfPicture(DecodeInflated(file, name));
+    return std::make_unique<PngRows>(std::move(file), name);
 }
 
 }  // namespace glintbook::png

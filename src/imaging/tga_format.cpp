@@ -25,8 +25,9 @@ struct Header {
     size_t pixelBytes() const { return size_t(depth + 7) / 8; }
 };
 
-// The header, and what keeps it from holding together (nullptr: nothing).
-const char* Read(std::string_view bytes, Header& h) {
+// The header, and what keeps it from holding together (nullptr: nothing), in
+// a file of `fileSize` bytes that `bytes` begin.
+const char* Read(std::string_view bytes, std::uint64_t fileSize, Header& h) {
     if (bytes.size() < kHeader) return "shorter than a TGA header";
     const std::uint8_t* b = pictures::Bytes(bytes);
     h.type = b[2];
@@ -48,7 +49,7 @@ const char* Read(std::string_view bytes, Header& h) {
         h.width * h.height > pictures::kMaxPixels)
         return "a size out of range";
     const std::uint64_t plain = std::uint64_t(h.width * h.height) * h.pixelBytes();
-    if (h.runLength() ? bytes.size() <= h.start : bytes.size() - std::min(bytes.size(), h.start) < plain)
+    if (h.runLength() ? fileSize <= h.start : fileSize - std::min<std::uint64_t>(fileSize, h.start) < plain)
         return "truncated pixel data";
     return nullptr;
 }
@@ -78,15 +79,43 @@ void ConvertRow(const Converter& convert, const std::uint8_t* in, Colour* out, i
 
 }  // namespace
 
-bool IsTga(std::string_view bytes) {
+bool IsTga(std::string_view bytes) { return IsTga(bytes, bytes.size()); }
+
+bool IsTga(std::string_view head, std::uint64_t fileSize) {
     Header h;
-    return Read(bytes, h) == nullptr;
+    return Read(head, fileSize, h) == nullptr;
+}
+
+namespace {
+
+Header Check(std::string_view head, std::uint64_t fileSize, const std::string& name) {
+    Header h;
+    if (const char* problem = Read(head, fileSize, h)) Invalid(name, std::string("not a TGA picture: ") + problem);
+    pictures::CheckSize(h.width, h.height, name);
+    return h;
+}
+
+}  // namespace
+
+std::optional<pictures::RowLayout> Rows(std::string_view head, std::uint64_t fileSize, const std::string& name) {
+    const Header h = Check(head, fileSize, name);
+    if (h.runLength()) return std::nullopt;
+    const int w = int(h.width);
+    pictures::RowLayout rows;
+    rows.width = w;
+    rows.height = int(h.height);
+    rows.offset = h.start;
+    rows.stride = rows.rowBytes = std::uint64_t(w) * h.pixelBytes();
+    rows.bottomUp = !h.topDown;
+    rows.convert = [convert = Converter{h.depth}, w, mirror = h.rightToLeft](const std::uint8_t* in, Colour* out) {
+        ConvertRow(convert, in, out, w);
+        if (mirror) std::reverse(out, out + w);
+    };
+    return rows;
 }
 
 Picture Decode(std::string_view bytes, const std::string& name) {
-    Header h;
-    if (const char* problem = Read(bytes, h)) Invalid(name, std::string("not a TGA picture: ") + problem);
-    pictures::CheckSize(h.width, h.height, name);
+    const Header h = Check(bytes, bytes.size(), name);
     const int w = int(h.width), ht = int(h.height);
     Picture picture = pictures::Blank(w, ht);
     const Converter convert{h.depth};

@@ -4,6 +4,7 @@
 #include "imaging/bmp_format.h"
 #include "imaging/picture_io.h"
 #include "imaging/png_format.h"
+#include "imaging/resize_rows.h"
 #ifdef GLINTBOOK_QT_REFERENCE
 #include "qt_bmp_reader.h"
 #endif
@@ -135,7 +136,8 @@ INSTANTIATE_TEST_SUITE_P(Kept, BmpForm, ::testing::ValuesIn(Forms()), [](const a
 
 // Every PNG form among the fuzz seeds (each colour type and depth, palette,
 // interlaced; written by another program) decodes to the colours of Qt's
-// reader, alpha left aside.
+// reader, alpha left aside; its rows, read as the import reads them, give
+// that picture and resize as it does.
 class PngForm : public ::testing::TestWithParam<std::filesystem::path> {};
 
 TEST_P(PngForm, DecodesLikeQt) {
@@ -151,6 +153,10 @@ TEST_P(PngForm, DecodesLikeQt) {
             const QRgb c = image.pixel(x, y);
             ASSERT_EQ(p.at(x, y), Colour(qRed(c) | qGreen(c) << 8 | qBlue(c) << 16)) << x << "," << y;
         }
+    EXPECT_EQ(pictures::ReadAll(*pictures::OpenRows(bytes, "form")).pixels, p.pixels);
+    const std::vector<std::pair<int, int>> sizes{{p.width / 2 + 1, p.height * 2}};
+    EXPECT_EQ(ResizeRows(*pictures::OpenRows(bytes, "form"), sizes, resample::Method::Automatic, 2, 1)[0].pixels,
+              ResizeRows(*pictures::RowsOfPicture(p), sizes, resample::Method::Automatic, 2, 1)[0].pixels);
 }
 
 std::vector<std::filesystem::path> PngSeeds() {

@@ -5,6 +5,7 @@
 // picture error naming it and saying why.
 #include "imaging/picture_io.h"
 #include "imaging/picture_readers.h"
+#include "imaging/resize_rows.h"
 #include "platform/failure.h"
 #include "support/game_folder.h"
 
@@ -60,25 +61,57 @@ int Distance(const Picture& a, const Picture& b) {
 
 struct Form {
     std::string file, reference, reader;
-    int levels = 0;  // the largest difference allowed in a channel
+    int levels = 0;        // the largest difference allowed in a channel
+    bool mirrored = false;  // a TGA's rows marked right to left
+    int stacked = 1;        // a plain TGA or DDS made that many times taller, its rows repeated
 };
+
+// The form's file and reference, changed as it asks.
+std::pair<std::string, Picture> Made(const Form& form) {
+    std::string bytes = Data(form.file);
+    Picture reference = Ppm(form.reference);
+    const int w = reference.width;
+    if (form.mirrored) {
+        bytes[17] = char(bytes[17] | 0x10);
+        for (int y = 0; y < reference.height; ++y)
+            std::reverse(reference.pixels.begin() + std::ptrdiff_t(y) * w, reference.pixels.begin() + std::ptrdiff_t(y + 1) * w);
+    }
+    if (form.stacked > 1) {
+        const bool tga = form.reader == "TGA";
+        const size_t start = tga ? 18 + std::uint8_t(bytes[0]) : 128, heightAt = tga ? 14 : 12;
+        const std::string rows = bytes.substr(start);
+        bytes.resize(start);
+        const std::uint32_t h = std::uint32_t(reference.height * form.stacked);
+        for (int i = 0; i < (tga ? 2 : 4); ++i) bytes[heightAt + size_t(i)] = char(h >> (8 * i));
+        const std::vector<Colour> once = reference.pixels;
+        for (int i = 0; i < form.stacked; ++i) bytes += rows;
+        for (int i = 1; i < form.stacked; ++i) reference.pixels.insert(reference.pixels.end(), once.begin(), once.end());
+        reference.height = int(h);
+    }
+    return {bytes, reference};
+}
 
 class ReaderForm : public ::testing::TestWithParam<Form> {};
 
-// Loaded under a name of another format: the bytes alone choose the reader,
-// and exactly one reader claims them.
+// Loaded under a name of another format: the first bytes alone choose the
+// reader, and exactly one reader claims them. Its rows, read as the import
+// reads them, resize as the whole decoder's picture does.
 TEST_P(ReaderForm, DecodesLikeTheReference) {
     const Form& form = GetParam();
-    const std::string bytes = Data(form.file);
+    const auto [bytes, reference] = Made(form);
     int claims = 0;
-    for (const pictures::Reader& r : pictures::Readers()) claims += r.claims(bytes);
+    for (const pictures::Reader& r : pictures::Readers()) claims += r.claims(bytes.substr(0, pictures::kHeadBytes), bytes.size());
     EXPECT_EQ(claims, 1);
     ASSERT_NE(pictures::ReaderFor(bytes), nullptr);
     EXPECT_EQ(pictures::ReaderFor(bytes)->name, form.reader);
     test::GameFolder folder;
     folder.write("ScreenShot 1.bmp", bytes);
     const Picture ours = LoadPicture(folder.file("ScreenShot 1.bmp"));
-    const Picture reference = Ppm(form.reference);
+    const std::vector<std::pair<int, int>> sizes{{reference.width / 2 + 1, reference.height / 3 + 1}};
+    const auto rows = pictures::OpenRows(folder.file("ScreenShot 1.bmp"));
+    const auto whole = pictures::RowsOfPicture(pictures::Decode(bytes, "whole"));
+    EXPECT_EQ(ResizeRows(*rows, sizes, resample::Method::Automatic, 2, 3)[0].pixels,
+              ResizeRows(*whole, sizes, resample::Method::Automatic, 2, 3)[0].pixels);
     ASSERT_EQ(ours.width, reference.width);
     ASSERT_EQ(ours.height, reference.height);
     const int distance = Distance(ours, reference);
@@ -103,6 +136,10 @@ std::vector<Form> Forms() {
         {"dds-a1r5g5b5.dds", "ref-555.ppm"}, {"dds-x4r4g4b4.dds", "ref-444.ppm"}};
     for (const auto& [file, reference] : lossless)
         forms.push_back({file, reference, std::string(file).substr(0, 3) == "tga" ? "TGA" : "DDS"});
+    for (const char* tga : {"tga-24", "tga-24-top", "tga-24-rle"})
+        forms.push_back({tga + std::string(".tga"), tga + std::string(".ppm"), "TGA", 0, true});
+    forms.push_back({"tga-24.tga", "tga-24.ppm", "TGA", 0, true, 24});
+    forms.push_back({"dds-r8g8b8.dds", "source.ppm", "DDS", 0, false, 24});
     return forms;
 }
 
@@ -112,7 +149,10 @@ std::string TestName(std::string s) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kept, ReaderForm, ::testing::ValuesIn(Forms()),
-                         [](const auto& info) { return TestName(info.param.file); });
+                         [](const auto& info) {
+                             return TestName(info.param.file) + (info.param.mirrored ? "_right_to_left" : "") +
+                                    (info.param.stacked > 1 ? "_stacked" : "");
+                         });
 
 // A damaged file, and words the refusal must give as its reason.
 struct Damage {

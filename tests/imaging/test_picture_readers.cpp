@@ -83,7 +83,7 @@ std::pair<std::string, Picture> Made(const Form& form) {
         bytes.resize(start);
         const std::uint32_t h = std::uint32_t(reference.height * form.stacked);
         for (int i = 0; i < (tga ? 2 : 4); ++i) bytes[heightAt + size_t(i)] = char(h >> (8 * i));
-        const std::vector<Colour> once = reference.pixels;
+        const Pixels once = reference.pixels;
         for (int i = 0; i < form.stacked; ++i) bytes += rows;
         for (int i = 1; i < form.stacked; ++i) reference.pixels.insert(reference.pixels.end(), once.begin(), once.end());
         reference.height = int(h);

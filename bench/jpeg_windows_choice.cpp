@@ -33,7 +33,7 @@ Picture Ppm(const std::string& bytes) {
     int w = 0, h = 0, top = 0;
     in >> magic >> w >> h >> top;
     in.get();
-    Picture p{w, h, Pixels(size_t(w) * size_t(h), 0)};
+    Picture p{w, h, glintbook::Pixels(size_t(w) * size_t(h), 0)};
     for (Colour& c : p.pixels) {
         unsigned char rgb[3] = {};
         in.read(reinterpret_cast<char*>(rgb), 3);
@@ -71,7 +71,7 @@ Picture Wic(const std::string& bytes) {
         FAILED(converter.p->Initialize(frame.p, GUID_WICPixelFormat32bppBGR, WICBitmapDitherTypeNone, nullptr, 0,
                                        WICBitmapPaletteTypeCustom)))
         return {};
-    Picture p{int(w), int(h), Pixels(size_t(w) * size_t(h), 0)};
+    Picture p{int(w), int(h), glintbook::Pixels(size_t(w) * size_t(h), 0)};
     if (FAILED(converter.p->CopyPixels(nullptr, w * 4, w * h * 4, reinterpret_cast<BYTE*>(p.pixels.data())))) return {};
     for (Colour& c : p.pixels) c = (c >> 16 & 0xFF) | (c & 0xFF00) | (c & 0xFF) << 16;  // B, G, R, X to 0x00BBGGRR
     return p;

@@ -13,13 +13,13 @@ namespace glintbook::pictures {
 
 namespace {
 
+// Reads up to `count` bytes at an offset into `out`; fewer where the file ends.
+using ReadAt = std::function<size_t(std::uint64_t offset, void* out, size_t count)>;
+
 // Rows read straight from the file, a piece at a time: the stored bytes of a
 // few rows pass through a buffer small enough to stay in the cache while
 // they are converted, instead of the whole file passing through memory once
 // before any of it is.
-// Reads up to `count` bytes at an offset into `out`; fewer where the file ends.
-using ReadAt = std::function<size_t(std::uint64_t offset, void* out, size_t count)>;
-
 class FileRows final : public RowSource {
 public:
     FileRows(ReadAt read, std::shared_ptr<void> keep, std::string name, RowLayout layout)
@@ -114,16 +114,16 @@ Opened Open(const std::string& path) {
                 file->size(), file, path);
 }
 
-// Rows a piece: about 128 KiB of stored bytes.
-int PieceRows(int width) { return std::max(1, (128 << 10) / std::max(1, width * 4)); }
-
-}  // namespace
-
-std::unique_ptr<RowSource> OpenRows(const std::string& path) {
-    Opened opened = Open(path);
+std::unique_ptr<RowSource> RowsOf(Opened opened) {
     if (opened.rows) return std::move(opened.rows);
     return RowsOfPicture(std::move(*opened.whole));
 }
+
+}  // namespace
+
+int PieceRows(int width) { return std::max(1, (128 << 10) / std::max(1, width * 4)); }
+
+std::unique_ptr<RowSource> OpenRows(const std::string& path) { return RowsOf(Open(path)); }
 
 std::unique_ptr<RowSource> OpenRows(std::string_view bytes, const std::string& name) {
     const auto read = [bytes](std::uint64_t at, void* out, size_t count) {
@@ -131,9 +131,7 @@ std::unique_ptr<RowSource> OpenRows(std::string_view bytes, const std::string& n
         if (n) std::memcpy(out, bytes.data() + at, n);
         return n;
     };
-    Opened opened = Open(read, bytes.size(), nullptr, name, bytes);
-    if (opened.rows) return std::move(opened.rows);
-    return RowsOfPicture(std::move(*opened.whole));
+    return RowsOf(Open(read, bytes.size(), nullptr, name, bytes));
 }
 
 std::unique_ptr<RowSource> RowsOfPicture(Picture picture) { return std::make_unique<MemoryRows>(std::move(picture)); }

@@ -62,6 +62,10 @@ std::unique_ptr<RowSource> OpenRows(std::string_view bytes, const std::string& n
 // The rows of a picture already in memory.
 std::unique_ptr<RowSource> RowsOfPicture(Picture picture);
 
+// Rows decoded at a time: about 128 KiB of colours, a piece that is still in
+// the cache when it is used.
+int PieceRows(int width);
+
 // Reads every row of `source` into a new picture, in bands on the
 // resampler's threads when the source allows it.
 Picture ReadAll(RowSource& source);

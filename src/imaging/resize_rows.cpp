@@ -14,10 +14,6 @@ namespace {
 using resample::Prepared;
 using resample::SourceRows;
 
-// Source rows decoded at a time: about 128 KiB of colours, so that a piece
-// is still in the cache when the kernels read it.
-int PieceRows(int width) { return std::max(1, (128 << 10) / (width * 4)); }
-
 // One band: target rows [first[t], last[t]) of every target, from the
 // source rows they read, which pass through a ring of rows. Row s sits in
 // slot s mod slots; a piece of rows never wraps, as pieces start at
@@ -36,7 +32,7 @@ void Band(pictures::RowSource& source, const std::vector<Prepared>& plans, std::
         }
     if (from >= to) return;
     const int slots = (span - 1 + piece + piece - 1) / piece * piece;
-    std::vector<Colour> ring(size_t(slots) * size_t(W));
+    Pixels ring(size_t(slots) * size_t(W));  // each row is read in before it is used
     const SourceRows rows{W, source.height(), ring.data(), slots};
     std::vector<int> next = first;
     for (int row = from; row < to;) {
@@ -77,7 +73,7 @@ std::vector<Picture> ResizeRows(pictures::RowSource& source, const std::vector<s
             first.push_back(int(std::int64_t(h) * i / bands));
             last.push_back(int(std::int64_t(h) * (i + 1) / bands));
         }
-        Band(source, plans, targets, first, last, piece > 0 ? piece : PieceRows(W));
+        Band(source, plans, targets, first, last, piece > 0 ? piece : pictures::PieceRows(W));
     };
     if (bands == 1) {
         band(0);

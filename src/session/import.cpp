@@ -79,7 +79,8 @@ void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long l
     }
     // No copy path: the screenshot already lies where it is kept.
     std::string copy;
-    for (long long i = 0; archivePath && !archivePath(0).empty(); ++i) {
+    const bool copied = archivePath && !archivePath(0).empty();
+    for (long long i = 0; copied; ++i) {
         copy = files::ExistingSpelling(files::GamePath(archivePath(i)));
         if (!files::FileExists(copy)) break;
     }
@@ -90,7 +91,7 @@ void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long l
     // The pictures are made from the screenshot, which stays in place,
     // while the archive copy is flushed.
     using Step = std::function<void()>;
-    Placed copied(copy.empty() ? Step() : [&] { files::CopyFile(screenshot, copy); });
+    Placed archived(copy.empty() ? Step() : [&] { files::CopyFile(screenshot, copy); });
     std::vector<std::string> encoded;
     std::exception_ptr pictureFailure;
     try {
@@ -104,18 +105,18 @@ void TakeIntoAlbum(const Choices& choices, const std::string& screenshot, long l
         pictureFailure = std::current_exception();
     }
     if (pictureFailure) {
-        copied.Wait();
+        archived.Rethrow();  // the earlier step's failure first
         std::rethrow_exception(pictureFailure);
     }
     const auto after = [](Placed& before, const std::string& path, const std::string& bytes) {
         return Step([&before, path, &bytes] { files::WriteFileAtomicAfter(path, bytes, [&before] { return before.Wait(); }); });
     };
     Placed textured(choices.textureSize == 0 ? Step()
-                                             : after(copied, files::GamePath(game::TexturePath(p - 1)), encoded.front()));
-    Placed bookArt(after(choices.textureSize == 0 ? copied : textured, files::GamePath(game::BookArtPath(p)),
+                                             : after(archived, files::GamePath(game::TexturePath(p - 1)), encoded.front()));
+    Placed bookArt(after(choices.textureSize == 0 ? archived : textured, files::GamePath(game::BookArtPath(p)),
                          encoded.back()));
     // The first failure in the order of the steps is the import's.
-    for (Placed* step : {&copied, &textured, &bookArt}) step->Rethrow();
+    for (Placed* step : {&archived, &textured, &bookArt}) step->Rethrow();
 }
 
 ImportOutcome After(const Choices& choices, long long p) {

@@ -5,7 +5,6 @@
 #include "platform/failure.h"
 
 #include <algorithm>
-#include <exception>
 
 namespace glintbook {
 
@@ -75,20 +74,13 @@ std::vector<Picture> ResizeRows(pictures::RowSource& source, const std::vector<s
         }
         Band(source, plans, targets, first, last, piece > 0 ? piece : pictures::PieceRows(W));
     };
-    if (bands == 1) {
+    // RunBands over band numbers: its bands of [0, bands) are one number each.
+    if (bands == 1)
         band(0);
-        return targets;
-    }
-    std::vector<std::exception_ptr> errors(static_cast<size_t>(bands));
-    resample::RunTasks(bands, [&](int i) {
-        try {
-            band(i);
-        } catch (...) {
-            errors[size_t(i)] = std::current_exception();
-        }
-    });
-    for (auto& e : errors)
-        if (e) std::rethrow_exception(e);
+    else
+        resample::RunBands(bands, bands, [&](int i0, int i1) {
+            for (int i = i0; i < i1; ++i) band(i);
+        });
     return targets;
 }
 
